@@ -1,0 +1,20 @@
+// A codec's progress messages reach whoever stands in CURequest::pMessageProc.
+//   message 1: data points at an int32_t; non-zero says the decoder will report its own
+//              progress for half of the decode.
+//   message 2: data points at an int32_t line count N; sent as decoding advances.
+#ifndef VANDREL_MESSAGEPROC_H
+#define VANDREL_MESSAGEPROC_H
+
+#include <cstdint>
+
+class IMessageProc {
+public:
+    virtual int32_t MessageProc(int message, void* data) {
+        (void)message;
+        (void)data;
+        return 0;
+    }
+    virtual ~IMessageProc() = default;
+};
+
+#endif
