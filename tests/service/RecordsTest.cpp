@@ -64,23 +64,6 @@ TEST(MiniString, KeepsAtMost1023CharactersAndStaysTerminated) {
     EXPECT_TRUE(s.empty());
 }
 
-TEST(Request, DefaultsAndStatusDefaults) {
-    CURequest r;
-    EXPECT_EQ(r.lQuality, 75);
-    EXPECT_STREQ(r.strResizeMethod, "Nearest");
-    EXPECT_STREQ(r.strFormatName, "");
-    EXPECT_EQ(r.lOption6, 1);
-    EXPECT_EQ(r.lOption10, 1);
-    EXPECT_EQ(r.dAngle, 0.0);
-    EXPECT_EQ(r.pMessageProc, nullptr);
-    CUImageFileStatus st;
-    const int32_t expected[] = {24, 1, 0, 0, 1, 0, 1, 0};
-    const int32_t actual[] = {st.lValue1, st.lValue2, st.lValue3, st.lValue4,
-                              st.lValue5, st.lValue6, st.lValue7, st.lValue8};
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(actual[i], expected[i]) << "value " << i + 1;
-}
-
 TEST(Request, CopyTakesTheMessageProcButAssignmentIntoAParamKeepsItsOwn) {
     IMessageProc mine, theirs;
     struct Case {
