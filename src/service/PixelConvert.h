@@ -9,6 +9,8 @@
 //
 // Argument order follows the service's interface: the space and native converters take the
 // destination first; the depth converters and the per-pixel templates take the source first.
+// Only ConvertNativeToLogical refuses a null line (kVxErrMissingBuffer); every other converter
+// takes it as nothing to do. Depths a converter does not handle answer kVxErrUnsupportedDepth.
 #ifndef VANDREL_SERVICE_PIXELCONVERT_H
 #define VANDREL_SERVICE_PIXELCONVERT_H
 
