@@ -446,7 +446,7 @@ VX_AVX2 inline Planes Add(const Planes& v, __m256i a, __m256i b, __m256i c) {
 
 constexpr int32_t kBlock = 16;
 
-VX_AVX2 inline int32_t Blocks(int32_t count) {
+constexpr int32_t Blocks(int32_t count) {
     return count > 0 ? count & ~(kBlock - 1) : 0;
 }
 
@@ -466,7 +466,7 @@ VX_AVX2 int32_t RgbToYcc16Avx2(const uint16_t* src, uint16_t* dst, int32_t count
     return n;
 }
 
-VX_AVX2 Planes CentreChroma8(const Planes& v) {
+VX_AVX2 inline Planes CentreChroma8(const Planes& v) {
     const __m256i half = _mm256_set1_epi16(kHalf8);
     return {v.c0, _mm256_sub_epi16(v.c1, half), _mm256_sub_epi16(v.c2, half)};
 }
