@@ -32,6 +32,10 @@ constexpr int32_t kVxErrCodecState = int32_t(0xE0030007);        // call out of 
 constexpr int32_t kVxErrCodecMemory = int32_t(0x80030008);       // codec out of memory
 constexpr int32_t kVxWarnCodecData = int32_t(0xC0030001);        // recoverable damage
 
+// Pixel conversion: the line converters answer with the service's codes under these names.
+constexpr int32_t kVxErrUnsupportedDepth = kVxErrNoPlugIn;        // bits per pixel not handled
+constexpr int32_t kVxErrMissingBuffer = kVxErrInvalidArgument;    // null source or destination
+
 // Image containers.
 constexpr int32_t kVxErrContainerMemory = int32_t(0x81820001);   // pieces could not be made
 
