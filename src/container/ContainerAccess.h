@@ -3,6 +3,7 @@
 #define VANDREL_CONTAINER_CONTAINERACCESS_H
 
 #include "container/DataAccess.h"
+#include "container/UtilContainer.h"
 #include "vandrel/Records.h"
 #include "vandrel/UtilContainerIF.h"
 
@@ -21,6 +22,8 @@ public:
 
 private:
     const IUtilContainerIF* m_pContainer;
+    // The same container when it is the paged one: its pixels are reached without virtual calls.
+    const CUtilContainer* m_pPaged;
     CUImageInfo m_info;
     int32_t m_lBytesPerPixel;
 };

@@ -4,6 +4,7 @@
 #define VANDREL_CONTAINER_DATAACCESS_H
 
 #include <cstdint>
+#include <cstring>
 
 class CDataAccess {
 public:
@@ -23,6 +24,29 @@ public:
 
 protected:
     CDataAccess() = default;
+    // One pixel; the common sizes are fixed-size copies the compiler turns into moves.
+    static void CopyPixel(void* dst, const void* src, int32_t bytesPerPixel) {
+        switch (bytesPerPixel) {
+            case 1:
+                std::memcpy(dst, src, 1);
+                break;
+            case 3:
+                std::memcpy(dst, src, 3);
+                break;
+            case 4:
+                std::memcpy(dst, src, 4);
+                break;
+            case 6:
+                std::memcpy(dst, src, 6);
+                break;
+            case 8:
+                std::memcpy(dst, src, 8);
+                break;
+            default:
+                std::memcpy(dst, src, size_t(bytesPerPixel));
+                break;
+        }
+    }
     CDataAccess(const CDataAccess&) = default;
     CDataAccess& operator=(const CDataAccess&) = default;
 };

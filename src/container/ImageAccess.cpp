@@ -11,7 +11,7 @@ CImageAccess::CImageAccess(const void* data, const CUImageInfo& info)
 
 int32_t CImageAccess::GetPixelData(void* dst, int32_t x, int32_t y) {
     if (m_pData == nullptr || dst == nullptr) return 0;
-    std::memcpy(dst, PixelAt(x, y), size_t(m_lBytesPerPixel));
+    CopyPixel(dst, PixelAt(x, y), m_lBytesPerPixel);
     return 1;
 }
 

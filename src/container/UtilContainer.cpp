@@ -73,13 +73,12 @@ bool CUtilContainer::LayOutPieces() {
     const int64_t count = int64_t(m_lAcross) * m_lDown;
     if (count > INT32_MAX || !m_pieces.Create(int32_t(count))) return false;
     const int32_t mask = m_lPieceSize - 1;
-    CUImageInfo pieceInfo = m_info;
     for (int32_t row = 0; row < m_lDown; ++row) {
-        pieceInfo.lHeight = row < m_lDown - 1 ? m_lPieceSize : (m_info.lHeight & mask);
+        const int32_t height = row < m_lDown - 1 ? m_lPieceSize : (m_info.lHeight & mask);
         for (int32_t column = 0; column < m_lAcross; ++column) {
-            pieceInfo.lWidth = column < m_lAcross - 1 ? m_lPieceSize : (m_info.lWidth & mask);
+            const int32_t width = column < m_lAcross - 1 ? m_lPieceSize : (m_info.lWidth & mask);
             CUtilContainerPiece* piece = PieceAt(column, row);
-            if (piece->Create(pieceInfo, 0, 0) <= 0) return false;
+            piece->Shape(m_info, width, height);
             piece->Place(column << m_lPieceShift, row << m_lPieceShift);
         }
     }
@@ -192,10 +191,10 @@ void* CUtilContainer::GetLine(int32_t line, int32_t x, int32_t count) const {
 }
 
 void* CUtilContainer::GetPixel(int32_t x, int32_t y) const {
-    // Runs of neighbouring pixels mostly stay in the piece that answered last.
-    if (m_pLastPiece != nullptr) {
-        if (char* pixel = m_pLastPiece->PixelAt(x, y)) return pixel;
-    }
+    return PixelAt(x, y);
+}
+
+char* CUtilContainer::PixelAfterMiss(int32_t x, int32_t y) const {
     if (!Created() || x < 0 || y < 0 || x >= m_info.lWidth || y >= m_info.lHeight) return nullptr;
     CUtilContainerPiece* piece = ReadyPiece(PieceAt(x >> m_lPieceShift, y >> m_lPieceShift));
     if (piece == nullptr) return nullptr;
@@ -203,9 +202,26 @@ void* CUtilContainer::GetPixel(int32_t x, int32_t y) const {
     return piece->PixelAt(x, y);
 }
 
+// Small boxes (the 2 x 2 and 4 x 4 neighbourhoods of resampling) mostly lie inside the piece
+// that answered last; they are copied without walking the piece grid.
+bool CUtilContainer::CopyBoxFromLastPiece(char* dst, int32_t left, int32_t top, int32_t right,
+                                          int32_t bottom) const {
+    const CUtilContainerPiece* piece = m_pLastPiece;
+    if (piece == nullptr || !piece->HoldsMemory() || left < piece->Left() || top < piece->Top() ||
+        right >= piece->Right() || bottom >= piece->Bottom() || left > right || top > bottom)
+        return false;
+    const size_t runBytes = size_t(right - left + 1) * size_t(m_lBytesPerPixel);
+    const ptrdiff_t stride = piece->GetNeedLineSize();
+    const char* from = piece->PixelAt(left, top);
+    for (int32_t y = top; y <= bottom; ++y, dst += runBytes, from += stride)
+        std::memcpy(dst, from, runBytes);
+    return true;
+}
+
 int32_t CUtilContainer::GetBoxData(void* dst, int32_t left, int32_t top, int32_t right,
                                    int32_t bottom) const {
     if (!Created() || dst == nullptr) return 0;
+    if (CopyBoxFromLastPiece(static_cast<char*>(dst), left, top, right, bottom)) return 1;
     const int64_t dstLineBytes = (int64_t(right) - left + 1) * m_lBytesPerPixel;
     const int32_t firstColumn = std::max(left, 0) >> m_lPieceShift;
     const int32_t endColumn = std::min(m_lAcross, (std::max(right, 0) >> m_lPieceShift) + 1);
@@ -221,11 +237,14 @@ int32_t CUtilContainer::GetBoxData(void* dst, int32_t left, int32_t top, int32_t
             const int32_t y1 = std::min(bottom, piece->Bottom() - 1);
             if (x0 > x1 || y0 > y1) continue;  // no point of the box lies in this piece
             if (ReadyPiece(piece) == nullptr) return 0;
+            m_pLastPiece = piece;
             const size_t runBytes = size_t(x1 - x0 + 1) * size_t(m_lBytesPerPixel);
             char* to =
                 out + (int64_t(x0) - left) * m_lBytesPerPixel + (int64_t(y0) - top) * dstLineBytes;
-            for (int32_t y = y0; y <= y1; ++y, to += dstLineBytes)
-                std::memcpy(to, piece->PixelAt(x0, y), runBytes);
+            const ptrdiff_t stride = piece->GetNeedLineSize();
+            const char* from = piece->PixelAt(x0, y0);
+            for (int32_t y = y0; y <= y1; ++y, to += dstLineBytes, from += stride)
+                std::memcpy(to, from, runBytes);
         }
     }
     return 1;

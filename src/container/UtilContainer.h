@@ -51,6 +51,15 @@ public:
     /* 20 */ virtual CUtilContainerPiece* GetPiece(int32_t index) const;
     /* 21 */ virtual void GetPieceCount(int32_t& count, int32_t& across, int32_t& down) const;
 
+    // GetPixel without the virtual call, for adapters that sample pixel by pixel: runs of
+    // neighbouring pixels mostly stay in the piece that answered last.
+    char* PixelAt(int32_t x, int32_t y) const {
+        if (m_pLastPiece != nullptr) {
+            if (char* pixel = m_pLastPiece->PixelAt(x, y)) return pixel;
+        }
+        return PixelAfterMiss(x, y);
+    }
+
     // Makes the piece resident: a piece already in memory answers at once; otherwise the
     // oldest resident piece may have to be written out to make room, and the piece is read
     // back from its file slot. Null when memory or the temporary file fails.
@@ -58,6 +67,9 @@ public:
 
 private:
     bool Created() const { return m_lPieceSize != 0; }
+    char* PixelAfterMiss(int32_t x, int32_t y) const;
+    bool CopyBoxFromLastPiece(char* dst, int32_t left, int32_t top, int32_t right,
+                              int32_t bottom) const;
     CUtilContainerPiece* PieceAt(int32_t column, int32_t row) const {
         return &m_pieces[row * m_lAcross + column];
     }

@@ -30,12 +30,53 @@ int32_t CUtilContainerPiece::Create(const CUImageInfo& info, int, int) {
     if (info.lWidth < 0 || info.lHeight < 0 || info.lColorDepth < 0 ||
         rowBytes * info.lHeight > INT32_MAX)
         return kVxErrInvalidArgument;
+    if (!AdoptColorSpace(info.strColorSpace)) return kVxErrContainerMemory;
     Clear();
-    m_info = info;
-    m_info.lRowBytes = int32_t(rowBytes);
+    m_shape.lWidth = info.lWidth;
+    m_shape.lRowBytes = int32_t(rowBytes);
+    m_shape.lHeight = info.lHeight;
+    m_shape.lColorDepth = info.lColorDepth;
+    m_shape.bNative = info.bNative;
     m_lBytesPerPixel = info.lColorDepth >> 3;
     Place(m_lLeft, m_lTop);
     return 1;
+}
+
+void CUtilContainerPiece::Shape(const CUImageInfo& containerInfo, int32_t width, int32_t height) {
+    Clear();
+    m_shape.lWidth = width;
+    m_shape.lRowBytes = VxPaddedRowBytes(width, containerInfo.lColorDepth);
+    m_shape.lHeight = height;
+    m_shape.lColorDepth = containerInfo.lColorDepth;
+    m_shape.bNative = containerInfo.bNative;
+    m_lBytesPerPixel = containerInfo.lColorDepth >> 3;
+    m_ownColorSpace.reset();
+    m_pColorSpace = &containerInfo.strColorSpace;
+}
+
+const ministring& CUtilContainerPiece::DefaultColorSpace() {
+    static const ministring rgb("RGB");
+    return rgb;
+}
+
+// A piece that stands alone keeps its own copy of the name.
+bool CUtilContainerPiece::AdoptColorSpace(const ministring& name) {
+    if (m_ownColorSpace == nullptr) {
+        m_ownColorSpace.reset(new (std::nothrow) ministring);
+        if (m_ownColorSpace == nullptr) return false;
+    }
+    *m_ownColorSpace = name;
+    m_pColorSpace = m_ownColorSpace.get();
+    return true;
+}
+
+void CUtilContainerPiece::GetImageInfo(CUImageInfo& info) const {
+    info.lWidth = m_shape.lWidth;
+    info.lRowBytes = m_shape.lRowBytes;
+    info.lHeight = m_shape.lHeight;
+    info.lColorDepth = m_shape.lColorDepth;
+    info.bNative = m_shape.bNative;
+    info.strColorSpace = *m_pColorSpace;
 }
 
 void CUtilContainerPiece::Clear() {
@@ -52,7 +93,9 @@ void CUtilContainerPiece::Delete() {
 }
 
 IUtilContainerIF* CUtilContainerPiece::Clone() const {
-    return Clone(m_info, kDefaultCacheCount, kDefaultPieceSize);
+    CUImageInfo info;
+    GetImageInfo(info);
+    return Clone(info, kDefaultCacheCount, kDefaultPieceSize);
 }
 
 IUtilContainerIF* CUtilContainerPiece::Clone(const CUImageInfo& info, int cacheCount,
@@ -67,8 +110,8 @@ IUtilContainerIF* CUtilContainerPiece::Clone(const CUImageInfo& info, int cacheC
 }
 
 int32_t CUtilContainerPiece::SetLine(const void* src, int32_t line, int32_t x, int32_t count) {
-    if (src == nullptr || !HoldsMemory() || line < 0 || line >= m_info.lHeight || x < 0 ||
-        x >= m_info.lWidth || count < -1 || count > m_info.lWidth - x)
+    if (src == nullptr || !HoldsMemory() || line < 0 || line >= m_shape.lHeight || x < 0 ||
+        x >= m_shape.lWidth || count < -1 || count > m_shape.lWidth - x)
         return 0;
     StoreRun(src, line, x, count);
     return 1;
@@ -81,7 +124,7 @@ int32_t CUtilContainerPiece::GetLine(void* dst, int32_t line, int32_t x) const {
 }
 
 void* CUtilContainerPiece::GetLine(int32_t line, int32_t x, int32_t) const {
-    if (!HoldsMemory() || line < 0 || line >= m_info.lHeight || x < 0 || x >= m_info.lWidth)
+    if (!HoldsMemory() || line < 0 || line >= m_shape.lHeight || x < 0 || x >= m_shape.lWidth)
         return nullptr;
     return RowAt(line, x);
 }
@@ -90,9 +133,10 @@ IUtilContainerIF* CUtilContainerPiece::Clip(int32_t left, int32_t top, int32_t r
                                             int32_t bottom) const {
     if (left > right) std::swap(left, right);
     if (top > bottom) std::swap(top, bottom);
-    if (!HoldsMemory() || left < 0 || top < 0 || right > m_info.lWidth || bottom > m_info.lHeight)
+    if (!HoldsMemory() || left < 0 || top < 0 || right > m_shape.lWidth || bottom > m_shape.lHeight)
         return nullptr;
-    CUImageInfo info = m_info;
+    CUImageInfo info;
+    GetImageInfo(info);
     info.lWidth = right - left;
     info.lHeight = bottom - top;
     auto* piece =
@@ -118,8 +162,11 @@ CUtilContainerPiece& CUtilContainerPiece::operator=(const CUtilContainerPiece& s
     Clear();
     if (!src.HoldsMemory()) return *this;
     // The shape comes from the source; the place in the container and the file slot stay.
-    m_info = src.m_info;
+    m_shape = src.m_shape;
     m_lBytesPerPixel = src.m_lBytesPerPixel;
+    // Pieces of one container share its name; a different name needs a copy of its own.
+    if (m_ownColorSpace != nullptr || std::strcmp(*m_pColorSpace, *src.m_pColorSpace) != 0)
+        AdoptColorSpace(*src.m_pColorSpace);
     if (!Allocate()) return *this;
     const uint32_t bytes = ByteCount();
     if (bytes != 0) std::memcpy(m_pData, src.m_pData, bytes);
@@ -164,8 +211,8 @@ int32_t CUtilContainerPiece::Save(char* tempPath, void*& fileHandle) {
 void CUtilContainerPiece::Place(int32_t left, int32_t top) {
     m_lLeft = left;
     m_lTop = top;
-    m_lRight = left + m_info.lWidth;
-    m_lBottom = top + m_info.lHeight;
+    m_lRight = left + m_shape.lWidth;
+    m_lBottom = top + m_shape.lHeight;
 }
 
 bool CUtilContainerPiece::Allocate() {
@@ -190,7 +237,7 @@ bool CUtilContainerPiece::Load(void* fileHandle) {
 }
 
 size_t CUtilContainerPiece::RunBytes(int32_t x, int32_t count) const {
-    if (count == -1) return size_t(m_info.lRowBytes) - size_t(x) * size_t(m_lBytesPerPixel);
+    if (count == -1) return size_t(m_shape.lRowBytes) - size_t(x) * size_t(m_lBytesPerPixel);
     return size_t(count) * size_t(m_lBytesPerPixel);
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "container/AutoArray.h"
 #include "vandrel/UtilContainerIF.h"
@@ -36,8 +37,8 @@ public:
         return 0;
     }
     /* 10 */ int32_t hasImage() const override { return 0; }
-    /* 11 */ void GetImageInfo(CUImageInfo& info) const override { info = m_info; }
-    /* 12 */ int32_t GetNeedLineSize() const override { return m_info.lRowBytes; }
+    /* 11 */ void GetImageInfo(CUImageInfo& info) const override;
+    /* 12 */ int32_t GetNeedLineSize() const override { return m_shape.lRowBytes; }
     /* 13 */ int32_t GetCacheSize() const override { return 0; }
     /* 14 */ int32_t GetPieceSize() const override { return 0; }
     /* 15 */ int32_t PageOut() override { return 0; }
@@ -51,7 +52,10 @@ public:
     // on failure the piece keeps its pixels and stays dirty.
     int32_t Save(char* tempPath, void*& fileHandle);
 
-    // What the owning container uses to lay out, fill and page the piece.
+    // What the owning container uses to lay out, fill and page the piece. A piece of a
+    // container takes its depth, layout and colour-space name from the container's info, which
+    // outlives it; only its own size is kept.
+    void Shape(const CUImageInfo& containerInfo, int32_t width, int32_t height);
     void Place(int32_t left, int32_t top);
     bool Allocate();
     // Reads the pixels back from the piece's slot, if it has one; clears the piece on failure.
@@ -64,24 +68,24 @@ public:
     bool IsListed() const { return m_bListed; }
     void SetListed(bool listed) { m_bListed = listed; }
 
-    int32_t Width() const { return m_info.lWidth; }
-    int32_t Height() const { return m_info.lHeight; }
+    int32_t Width() const { return m_shape.lWidth; }
+    int32_t Height() const { return m_shape.lHeight; }
     int32_t Left() const { return m_lLeft; }
     int32_t Top() const { return m_lTop; }
     int32_t Right() const { return m_lRight; }
     int32_t Bottom() const { return m_lBottom; }
-    uint32_t ByteCount() const { return uint32_t(m_info.lRowBytes) * uint32_t(m_info.lHeight); }
+    uint32_t ByteCount() const { return uint32_t(m_shape.lRowBytes) * uint32_t(m_shape.lHeight); }
 
     // The hot path of pixel reads: one range test against the piece's place.
     char* PixelAt(int32_t x, int32_t y) const {
         if (m_bAlloc == 0 || x < m_lLeft || x >= m_lRight || y < m_lTop || y >= m_lBottom)
             return nullptr;
-        return m_pData + ptrdiff_t(y - m_lTop) * m_info.lRowBytes +
+        return m_pData + ptrdiff_t(y - m_lTop) * m_shape.lRowBytes +
                ptrdiff_t(x - m_lLeft) * m_lBytesPerPixel;
     }
     // Piece coordinates, unchecked: the container has placed line and x inside the piece.
     char* RowAt(int32_t line, int32_t x) const {
-        return m_pData + ptrdiff_t(line) * m_info.lRowBytes + ptrdiff_t(x) * m_lBytesPerPixel;
+        return m_pData + ptrdiff_t(line) * m_shape.lRowBytes + ptrdiff_t(x) * m_lBytesPerPixel;
     }
     // Copies count pixels (-1: to the end of the line, padding included) into the piece at
     // (line, x) and marks it dirty; unchecked, for the container.
@@ -92,7 +96,21 @@ public:
 private:
     size_t RunBytes(int32_t x, int32_t count) const;
 
-    CUImageInfo m_info;
+    // The piece's image info, kept small: a container holds many thousands of pieces, and a
+    // full info record carries a 1 KiB colour-space name.
+    struct Geometry {
+        int32_t lWidth = 0;
+        int32_t lRowBytes = 0;
+        int32_t lHeight = 0;
+        int32_t lColorDepth = 24;
+        int32_t bNative = 0;
+    };
+    static const ministring& DefaultColorSpace();
+    bool AdoptColorSpace(const ministring& name);
+
+    Geometry m_shape;
+    const ministring* m_pColorSpace = &DefaultColorSpace();
+    std::unique_ptr<ministring> m_ownColorSpace;  // for a piece that stands alone
     int32_t m_lBytesPerPixel = 0;
     int32_t m_lLeft = 0;
     int32_t m_lRight = 0;

@@ -58,6 +58,25 @@ INSTANTIATE_TEST_SUITE_P(
         Geometry{2000, 3, 48, 512, 100, 512, 4, 1, 464, 3, 100},
         Geometry{0, 0, 24, 128, 5, 128, 1, 1, 0, 0, 5}));
 
+TEST(ContainerCreate, PiecesDescribeThemselvesInTheContainersDepthLayoutAndColourSpace) {
+    CUImageInfo info = MakeInfo(200, 130, 32);
+    info.bNative = 1;
+    info.strColorSpace = "YCC";
+    ContainerPtr c = MakeContainer(info, 1, 128);
+    ASSERT_TRUE(c);
+    ContainerPtr alone(vxtest::AsPaged(c)->GetPiece(3)->Clone());
+    c.reset();  // a clone stands on its own
+    ASSERT_TRUE(alone);
+    CUImageInfo pi;
+    alone->GetImageInfo(pi);
+    EXPECT_EQ(pi.lWidth, 72);
+    EXPECT_EQ(pi.lHeight, 2);
+    EXPECT_EQ(pi.lRowBytes, 72 * 4);
+    EXPECT_EQ(pi.lColorDepth, 32);
+    EXPECT_EQ(pi.bNative, 1);
+    EXPECT_STREQ(pi.strColorSpace, "YCC");
+}
+
 TEST(ContainerCreate, RefusesImagesItCannotHold) {
     struct Case {
         int32_t width, height, bits;
