@@ -29,6 +29,7 @@ protected:
         ASSERT_TRUE(vxtest::FillWithPattern(*c));
     }
 
+    vxtest::ScopedTempDir tmp;
     CUImageInfo info;
     std::vector<uint8_t> image;
     ContainerPtr c;
