@@ -28,29 +28,40 @@ public:
     };
 
     CUtilVariant() = default;
-    CUtilVariant(const CUtilVariant& o) { set(o.m_type, o.m_data, o.m_count); }
+    // Copies own their data; an empty variant copies as empty (no storage at all).
+    CUtilVariant(const CUtilVariant& o) { assign(o); }
     CUtilVariant& operator=(const CUtilVariant& o) {
-        if (this != &o) set(o.m_type, o.m_data, o.m_count);
+        if (this != &o) assign(o);
         return *this;
     }
 
     virtual ~CUtilVariant() { delete[] m_data; }
 
-    // Stores count elements of type; with data null the storage is left for the caller to
-    // fill. Text gets one more byte, always 0, so it is terminated.
+    // Stores count elements of type; with data null the storage is zeroed for the caller to
+    // fill. Text gets one more byte, always 0, so it is terminated. The old storage is released
+    // only after the copy, so data may point into this variant's own elements.
     virtual void set(Type type, const void* data, uint32_t count) {
+        unsigned char* previous = m_data;
+        m_data = nullptr;
         clear();
         m_count = count;
         m_type = type;
-        uint32_t bytes = size();
+        const uint32_t bytes = size();
         unsigned char* storage = allocate(type == kAscii ? bytes + 1 : bytes);
         if (storage == nullptr) {
+            delete[] previous;
             clear();
             return;
         }
         if (type == kAscii) storage[bytes] = 0;
-        if (data != nullptr && bytes > 0) std::memcpy(storage, data, bytes);
+        if (bytes > 0) {
+            if (data != nullptr)
+                std::memcpy(storage, data, bytes);
+            else
+                std::memset(storage, 0, bytes);
+        }
         m_data = storage;
+        delete[] previous;
     }
     virtual void clear() {
         m_type = kEmpty;
@@ -76,33 +87,75 @@ public:
 
     static uint32_t ElementSize(Type type) {
         switch (type) {
-            case kByte: case kSByte: case kAscii: case kUndefined: return 1;
-            case kShort: case kSShort: return 2;
-            case kLong: case kValue32: return 4;
-            case kRational: case kSRational: return 8;
-            default: return 0;
+            case kByte:
+            case kSByte:
+            case kAscii:
+            case kUndefined:
+                return 1;
+            case kShort:
+            case kSShort:
+                return 2;
+            case kLong:
+            case kValue32:
+                return 4;
+            case kRational:
+            case kSRational:
+                return 8;
+            default:
+                return 0;
         }
     }
 
     // Element access in host order (the tag reader stores values swapped to host order).
     const unsigned char* data() const { return m_data; }
     unsigned char* data() { return m_data; }
-    const char* text() const { return m_type == kAscii && m_data ? reinterpret_cast<const char*>(m_data) : ""; }
-    // The index-th element read as an unsigned integer (rationals: the numerator).
+    const char* text() const {
+        return m_type == kAscii && m_data ? reinterpret_cast<const char*>(m_data) : "";
+    }
+    // The index-th element read as an unsigned integer (rationals: the numerator); 0 outside
+    // the stored bytes, which size() bounds even where valuesize() * count() wrapped around.
     uint32_t uintAt(uint32_t index) const {
-        if (m_data == nullptr || index >= m_count) return 0;
+        const uint64_t end = (uint64_t(index) + 1) * valuesize();
+        if (m_data == nullptr || index >= m_count || end > size()) return 0;
         const unsigned char* p = m_data + size_t(index) * valuesize();
         switch (m_type) {
-            case kByte: case kAscii: case kUndefined: return p[0];
-            case kSByte: return uint32_t(int32_t(int8_t(p[0])));
-            case kShort: { uint16_t v; std::memcpy(&v, p, 2); return v; }
-            case kSShort: { int16_t v; std::memcpy(&v, p, 2); return uint32_t(int32_t(v)); }
-            case kLong: case kValue32: case kRational: case kSRational: { uint32_t v; std::memcpy(&v, p, 4); return v; }
-            default: return 0;
+            case kByte:
+            case kAscii:
+            case kUndefined:
+                return p[0];
+            case kSByte:
+                return uint32_t(int32_t(int8_t(p[0])));
+            case kShort: {
+                uint16_t v;
+                std::memcpy(&v, p, 2);
+                return v;
+            }
+            case kSShort: {
+                int16_t v;
+                std::memcpy(&v, p, 2);
+                return uint32_t(int32_t(v));
+            }
+            case kLong:
+            case kValue32:
+            case kRational:
+            case kSRational: {
+                uint32_t v;
+                std::memcpy(&v, p, 4);
+                return v;
+            }
+            default:
+                return 0;
         }
     }
 
 private:
+    void assign(const CUtilVariant& o) {
+        if (o.m_type == kEmpty && o.m_count == 0)
+            clear();
+        else
+            set(o.m_type, o.m_data, o.m_count);
+    }
+
     Type m_type = kEmpty;
     unsigned char* m_data = nullptr;
     uint32_t m_count = 0;

@@ -1,0 +1,124 @@
+// The tag search against real camera files, compared with the answers of external tools kept
+// in the corpus manifest.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "vandrel/TagSearch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr unsigned short kTags[] = {0x0112, 0x0132, 0x9003, 0x9004, 0xA001};
+constexpr const char* kColumns[] = {"Orientation", "ModifyDate", "DateTimeOriginal", "CreateDate",
+                                    "ColorSpace"};
+constexpr size_t kTagCount = sizeof kTags / sizeof kTags[0];
+constexpr const char* kAbsent = "-";
+
+using Row = std::map<std::string, std::string>;
+
+std::vector<Row> ReadManifest(const std::string& path) {
+    std::ifstream in(path);
+    std::string line;
+    std::vector<std::string> header;
+    std::vector<Row> rows;
+    while (std::getline(in, line)) {
+        std::vector<std::string> cells;
+        std::stringstream split(line);
+        for (std::string cell; std::getline(split, cell, '\t');)
+            cells.push_back(cell);
+        if (header.empty()) {
+            header = cells;
+            continue;
+        }
+        Row row;
+        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
+            row[header[i]] = cells[i];
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+// The manifest's way of writing a value: numbers in decimal, text up to its first zero.
+std::string Render(const CUtilVariant& v) {
+    if (v.type() == CUtilVariant::kEmpty) return kAbsent;
+    if (v.type() == CUtilVariant::kAscii) return v.text();
+    return std::to_string(v.uintAt(0));
+}
+
+class TagSearchCorpus : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_root = vxtest::TestDataDir();
+        if (m_root.empty()) GTEST_SKIP() << "no test corpus";
+        m_rows = ReadManifest(m_root + "/tags.tsv");
+        ASSERT_FALSE(m_rows.empty());
+    }
+    std::string m_root;
+    std::vector<Row> m_rows;
+};
+
+// JPEGs whose Exif block follows only APP0/COM segments, and TIFFs (IFD0 after the image data).
+TEST_F(TagSearchCorpus, DirectlyReachableTagsAgreeWithTheManifest) {
+    int checked = 0;
+    for (const Row& row : m_rows) {
+        const bool reachable = row.at("FileType") == "TIFF" || row.at("ExifViaAPP0COM") == "yes";
+        if (!reachable) continue;
+        SCOPED_TRACE(row.at("file"));
+        CUtilVariant values[kTagCount];
+        const std::string path = m_root + "/" + row.at("file");
+        const int32_t result = FastTagSearch(path.c_str(), kTags, kTagCount, values);
+        bool any = false;
+        for (size_t i = 0; i < kTagCount; ++i) {
+            EXPECT_EQ(Render(values[i]), row.at(kColumns[i])) << kColumns[i];
+            any = any || row.at(kColumns[i]) != kAbsent;
+        }
+        EXPECT_EQ(result, any ? 1 : 0);
+        ++checked;
+    }
+    EXPECT_GE(checked, 27 + 4);
+}
+
+// Exif behind an APP2, an XMP APP1 or missing altogether is not looked for.
+TEST_F(TagSearchCorpus, ExifBehindOtherSegmentsIsNotReached) {
+    int checked = 0;
+    for (const Row& row : m_rows) {
+        if (row.at("ExifViaAPP0COM") != "no") continue;
+        SCOPED_TRACE(row.at("file"));
+        CUtilVariant values[kTagCount];
+        const std::string path = m_root + "/" + row.at("file");
+        EXPECT_EQ(FastTagSearch(path.c_str(), kTags, kTagCount, values), 1);
+        for (const CUtilVariant& v : values)
+            EXPECT_EQ(v.type(), CUtilVariant::kEmpty);
+        ++checked;
+    }
+    EXPECT_GE(checked, 10);
+}
+
+// Every file of the corpus, damaged PNGs included, gets an answer within the rules.
+TEST_F(TagSearchCorpus, EveryFileGetsAnAnswer) {
+    int files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(m_root)) {
+        const std::string ext = entry.path().extension().string();
+        if (!entry.is_regular_file() || (ext != ".jpg" && ext != ".tiff" && ext != ".png"))
+            continue;
+        SCOPED_TRACE(entry.path().string());
+        CUtilVariant values[kTagCount];
+        const int32_t result = FastTagSearch(entry.path().c_str(), kTags, kTagCount, values);
+        if (ext == ".png")
+            EXPECT_EQ(result, 1);
+        else
+            EXPECT_TRUE(result == 1 || result == 0) << result;
+        ++files;
+    }
+    EXPECT_EQ(files, int(m_rows.size()));
+}
+
+}  // namespace

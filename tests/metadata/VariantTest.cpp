@@ -1,0 +1,159 @@
+#include "vandrel/Variant.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+struct SizeCase {
+    CUtilVariant::Type type;
+    uint32_t elementSize;
+};
+
+// Every type number, with one past the last known type keeping its number and count but
+// holding no bytes.
+const SizeCase kSizes[] = {{0, 0}, {1, 1}, {2, 1}, {3, 1}, {4, 2},  {5, 2},
+                           {6, 4}, {7, 4}, {8, 8}, {9, 8}, {10, 1}, {11, 0}};
+
+class VariantSizes : public ::testing::TestWithParam<SizeCase> {};
+
+TEST_P(VariantSizes, SizeIsElementSizeTimesCount) {
+    const SizeCase c = GetParam();
+    const unsigned char source[24] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12,
+                                      13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24};
+    CUtilVariant v;
+    v.set(c.type, source, 3);
+    EXPECT_EQ(v.type(), c.type);
+    EXPECT_EQ(v.count(), 3u);
+    EXPECT_EQ(v.valuesize(), c.elementSize);
+    EXPECT_EQ(v.size(), 3 * c.elementSize);
+    if (v.size() > 0) {
+        EXPECT_EQ(std::memcmp(v.data(), source, v.size()), 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllTypes, VariantSizes, ::testing::ValuesIn(kSizes),
+                         [](const auto& info) { return "type" + std::to_string(info.param.type); });
+
+TEST(Variant, TextIsAlwaysTerminatedBeyondItsSize) {
+    CUtilVariant v;
+    v.set(CUtilVariant::kAscii, "abcdef", 3);
+    EXPECT_EQ(v.size(), 3u);
+    EXPECT_EQ(v.data()[3], 0);
+    EXPECT_STREQ(v.text(), "abc");
+
+    v.set(CUtilVariant::kAscii, nullptr, 0);
+    ASSERT_NE(v.data(), nullptr);
+    EXPECT_STREQ(v.text(), "");
+}
+
+TEST(Variant, RationalsHoldEightBytesEach) {
+    const uint32_t halves[4] = {72, 1, 300, 100};
+    CUtilVariant v;
+    v.set(CUtilVariant::kRational, halves, 2);
+    EXPECT_EQ(v.size(), 16u);
+    EXPECT_EQ(std::memcmp(v.data(), halves, 16), 0);
+    EXPECT_EQ(v.uintAt(1), 300u);  // an element's numerator
+}
+
+TEST(Variant, CopiesOwnTheirBytes) {
+    CUtilVariant original;
+    original.set(CUtilVariant::kAscii, "2004:07:15", 10);
+
+    CUtilVariant copy(original);
+    EXPECT_NE(copy.data(), original.data());
+    original.data()[0] = 'X';
+    EXPECT_STREQ(copy.text(), "2004:07:15");
+
+    CUtilVariant assigned;
+    assigned.set(CUtilVariant::kRational, nullptr, 5);
+    assigned = copy;
+    EXPECT_EQ(assigned.type(), CUtilVariant::kAscii);
+    EXPECT_EQ(assigned.count(), 10u);
+    EXPECT_STREQ(assigned.text(), "2004:07:15");
+
+    CUtilVariant& alias = assigned;
+    assigned = alias;
+    EXPECT_STREQ(assigned.text(), "2004:07:15");
+
+    const CUtilVariant empty;
+    assigned = empty;
+    EXPECT_EQ(assigned.type(), CUtilVariant::kEmpty);
+    EXPECT_EQ(assigned.data(), nullptr);
+    EXPECT_EQ(CUtilVariant(empty).data(), nullptr);
+}
+
+TEST(Variant, SetMayCopyFromItsOwnElements) {
+    CUtilVariant v;
+    v.set(CUtilVariant::kAscii, "orientation", 11);
+    v.set(CUtilVariant::kAscii, v.data() + 6, 5);
+    EXPECT_STREQ(v.text(), "ation");
+}
+
+TEST(Variant, ElementsReadAsUnsignedIntegersAndNothingOutsideThem) {
+    CUtilVariant v;
+    const int16_t shorts[2] = {-2, 7};
+    v.set(CUtilVariant::kSShort, shorts, 2);
+    EXPECT_EQ(v.uintAt(0), 0xFFFFFFFEu);
+    EXPECT_EQ(v.uintAt(1), 7u);
+    EXPECT_EQ(v.uintAt(2), 0u);
+
+    const signed char byte = -5;
+    v.set(CUtilVariant::kSByte, &byte, 1);
+    EXPECT_EQ(v.uintAt(0), uint32_t(-5));
+
+    // 2^29 rationals are 2^32 bytes: the size wraps to 0 and no element may be read.
+    v.set(CUtilVariant::kRational, nullptr, 0x20000000);
+    EXPECT_EQ(v.size(), 0u);
+    EXPECT_EQ(v.uintAt(0), 0u);
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+void AllocateAlmostFourGigabytesWithinOne() {
+    const rlimit limit{rlim_t(1) << 30, rlim_t(1) << 30};
+    ::setrlimit(RLIMIT_AS, &limit);
+    CUtilVariant v;
+    v.set(CUtilVariant::kRational, nullptr, 0x1FFFFFFF);
+}
+
+TEST(VariantDeathTest, RunningOutOfMemoryStopsWithTheAssertionMessage) {
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's allocator reports exhaustion itself";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(AllocateAlmostFourGigabytesWithinOne(),
+                 "^Sources/Header/UtilVariant:163: failed assertion `false'\n");
+}
+
+struct CompareCase {
+    const char* a;
+    const char* b;
+    int expected;
+};
+
+const CompareCase kCompares[] = {
+    {".JPG", ".jpg", 0},
+    {"a", "B", -1},
+    {"B", "a", 1},
+    {"", "", 0},
+    {"ab", "abc", -1},
+    {"abc", "ab", 1},
+    {"TIFF", "tiff", 0},
+    {"tifg", "TIFF", 1},
+    // Bytes above 0x7F compare as negative signed characters.
+    {"\xE9", "a", -1},
+    {"", "\xE9", 1},
+};
+
+TEST(Stricmp, ComparesCaseBlindAsSignedCharacters) {
+    for (const CompareCase& c : kCompares)
+        EXPECT_EQ(__stricmp(c.a, c.b), c.expected) << '"' << c.a << "\" vs \"" << c.b << '"';
+}
+
+}  // namespace
