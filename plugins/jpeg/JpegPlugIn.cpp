@@ -57,6 +57,7 @@ struct JpegDecoder {
     CDecodeProgress* progress;
     std::FILE* file;
     bool failed;
+    bool finished;  // the last line is out and the file's end has been read
     bool cmyk;
     bool invertedCmyk;  // Adobe writers store CMYK inverted
 };
@@ -100,6 +101,12 @@ bool GuardedStartDecompress(JpegDecoder* d) {
 bool GuardedReadScanline(JpegDecoder* d, JSAMPROW row) {
     if (setjmp(d->errors.jump)) return false;
     return jpeg_read_scanlines(&d->cinfo, &row, 1) == 1;
+}
+
+bool GuardedFinishDecompress(JpegDecoder* d) {
+    if (setjmp(d->errors.jump)) return false;
+    jpeg_finish_decompress(&d->cinfo);
+    return true;
 }
 
 bool GuardedSkipScanlines(JpegDecoder* d, JDIMENSION count) {
@@ -279,7 +286,7 @@ int32_t CJpegPlugIn::ReadLine(void* line, void*) {
     JpegDecoder* d = m_decoder;
     if (d == nullptr || d->failed) return kVxErrCodecState;
     if (line == nullptr) return kVxErrInvalidArgument;
-    if (d->cinfo.output_scanline >= d->cinfo.output_height) return kVxErrCodecState;
+    if (d->finished || d->cinfo.output_scanline >= d->cinfo.output_height) return kVxErrCodecState;
     const long warningsBefore = d->cinfo.err->num_warnings;
     JSAMPROW row = d->cmyk ? m_cmykLine.data() : static_cast<JSAMPROW>(line);
     if (!GuardedReadScanline(d, row)) {
@@ -289,6 +296,12 @@ int32_t CJpegPlugIn::ReadLine(void* line, void*) {
     if (d->cmyk) {
         CmykToRgb(row, static_cast<unsigned char*>(line), d->cinfo.output_width, d->invertedCmyk);
     }
+    // After the last line the rest of the file is read too, so damage at its end is reported;
+    // every line is out by then, so that damage is only a warning.
+    if (d->cinfo.output_scanline == d->cinfo.output_height) {
+        d->finished = true;
+        if (!GuardedFinishDecompress(d)) return kVxWarnCodecData;
+    }
     return d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1;
 }
 
@@ -297,8 +310,8 @@ int32_t CJpegPlugIn::ReadLine(void* line, void*) {
 int32_t CJpegPlugIn::SeekLine(int32_t line, int origin) {
     JpegDecoder* d = m_decoder;
     if (d == nullptr || d->failed) return kVxErrCodecState;
-    const int32_t current = int32_t(d->cinfo.output_scanline);
     const int32_t height = int32_t(d->cinfo.output_height);
+    const int32_t current = d->finished ? height : int32_t(d->cinfo.output_scanline);
     const int64_t target = SeekTarget(line, origin, current, height);
     if (target < current || target > height) return kVxErrCannotSeek;
     if (target == current) return 1;

@@ -105,6 +105,12 @@ bool GuardedReadRow(PngDecoder* d, unsigned char* row) {
     return true;
 }
 
+bool GuardedReadEnd(PngDecoder* d) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    png_read_end(d->png, nullptr);
+    return true;
+}
+
 bool GuardedSkipRows(PngDecoder* d, png_uint_32 count, unsigned char* row) {
     if (setjmp(png_jmpbuf(d->png))) return false;
     for (png_uint_32 i = 0; i < count; ++i) png_read_row(d->png, row, nullptr);
@@ -296,6 +302,7 @@ int32_t CPngPlugIn::OpenForReading() {
             DestroyDecoder(d);
             return code;
         }
+        if (!GuardedReadEnd(d)) ++d->guard.warnings;
     }
     m_decoder = d;
     return d->guard.warnings > 0 ? kVxWarnCodecData : 1;
@@ -318,6 +325,9 @@ int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
         source = d->row.data();
     }
     ++d->nextRow;
+    // The chunks after the image are read with the last line: every line is out by then, so
+    // damage there (a cut-off end, a bad checksum) is only a warning.
+    if (d->passes == 1 && d->nextRow == d->layout.height && !GuardedReadEnd(d)) ++d->guard.warnings;
     const int32_t width = int32_t(d->layout.width);
     const int32_t bytesPerSample = d->layout.sampleBits / 8;
     if (d->channels == 4) {

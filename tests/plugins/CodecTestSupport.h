@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -297,6 +298,81 @@ inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::s
     }
     return rows;
 }
+
+// Builds a TIFF block by hand (header, directories, values) in either byte order, so tests can
+// make metadata no camera wrote: links between directories, odd types, forged dimensions.
+class TiffBlock {
+public:
+    enum Type : uint16_t { kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7 };
+
+    explicit TiffBlock(bool bigEndian, int directories = 1)
+        : m_bigEndian(bigEndian), m_dirs(size_t(directories)) {}
+
+    void Numbers(int dir, uint16_t tag, Type type, const std::vector<uint32_t>& values) {
+        std::string bytes;
+        for (uint32_t v : values) {
+            if (type == kShort) bytes += Pack(v, 2);
+            else if (type == kByte) bytes += char(v);
+            else bytes += Pack(v, 4);
+        }
+        m_dirs[size_t(dir)].push_back({tag, type, uint32_t(type == kRational ? values.size() / 2 : values.size()), bytes, -1});
+    }
+    void Bytes(int dir, uint16_t tag, Type type, const std::string& bytes) {
+        m_dirs[size_t(dir)].push_back({tag, type, uint32_t(bytes.size()), bytes, -1});
+    }
+    void Text(int dir, uint16_t tag, const std::string& text) { Bytes(dir, tag, kAscii, text + '\0'); }
+    void Link(int dir, uint16_t tag, int target) { m_dirs[size_t(dir)].push_back({tag, kLong, 1, "", target}); }
+
+    std::string Build() const {
+        std::vector<uint32_t> at(m_dirs.size());
+        uint32_t offset = 8;
+        for (size_t d = 0; d < m_dirs.size(); ++d) {
+            at[d] = offset;
+            offset += uint32_t(2 + 12 * m_dirs[d].size() + 4);
+        }
+        std::string out = m_bigEndian ? std::string("MM\0*", 4) : std::string("II*\0", 4);
+        out += Pack(8, 4);
+        std::string data;
+        for (size_t d = 0; d < m_dirs.size(); ++d) {
+            std::vector<Entry> entries = m_dirs[d];
+            std::sort(entries.begin(), entries.end(),
+                      [](const Entry& a, const Entry& b) { return a.tag < b.tag; });
+            out += Pack(uint32_t(entries.size()), 2);
+            for (const Entry& e : entries) {
+                out += Pack(e.tag, 2) + Pack(e.type, 2) + Pack(e.count, 4);
+                std::string value = e.target >= 0 ? Pack(at[size_t(e.target)], 4) : e.bytes;
+                if (value.size() <= 4) {
+                    out += value + std::string(4 - value.size(), '\0');
+                } else {
+                    out += Pack(offset + uint32_t(data.size()), 4);
+                    data += value;
+                    if (data.size() % 2) data += '\0';
+                }
+            }
+            out += Pack(0, 4);
+        }
+        return out + data;
+    }
+
+private:
+    struct Entry {
+        uint16_t tag;
+        uint16_t type;
+        uint32_t count;
+        std::string bytes;
+        int target;
+    };
+    std::string Pack(uint32_t v, int bytes) const {
+        std::string s;
+        for (int i = 0; i < bytes; ++i) {
+            int shift = m_bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
+            s += char((v >> shift) & 0xFF);
+        }
+        return s;
+    }
+    bool m_bigEndian;
+    std::vector<std::vector<Entry>> m_dirs;
+};
 
 }  // namespace vxtest
 
