@@ -83,6 +83,7 @@ public:
     uint64_t Size() const { return m_size; }
     bool ReadAt(uint64_t offset, void* buffer, size_t size) const {
         if (offset > m_size || size > m_size - offset) return false;
+        if (size == 0) return true;
         if (m_data != nullptr) {
             std::memcpy(buffer, m_data + offset, size);
             return true;
@@ -234,7 +235,9 @@ void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offs
         const uint64_t bytes = uint64_t(kind.elementSize) * elements;
         if (bytes > kMaxValueBytes) continue;
         value.resize(size_t(bytes));
-        if (bytes <= 4) {
+        if (bytes == 0) {
+            // an empty value: nothing to copy
+        } else if (bytes <= 4) {
             std::memcpy(value.data(), entry + 8, size_t(bytes));
         } else if (!source.ReadAt(Read32(entry + 8, bigEndian), value.data(), size_t(bytes))) {
             continue;

@@ -77,11 +77,19 @@ inline std::string Md5Hex(const std::vector<unsigned char>& v) { return Md5Hex(v
 
 // --- Loading the modules. ---
 
-// The prototype of one codec module, loaded once per test program and kept for its life.
+// The prototype of one codec module, loaded once per test program. The prototypes die through
+// Delete() at exit; the modules stay mapped, as the service leaves them.
 inline IPlugIn* CodecPrototype(const std::string& module) {
-    static std::map<std::string, IPlugIn*> loaded;
-    auto found = loaded.find(module);
-    if (found != loaded.end()) return found->second;
+    struct Prototypes {
+        std::map<std::string, IPlugIn*> loaded;
+        ~Prototypes() {
+            for (auto& entry : loaded)
+                if (entry.second != nullptr) entry.second->Delete();
+        }
+    };
+    static Prototypes prototypes;
+    auto found = prototypes.loaded.find(module);
+    if (found != prototypes.loaded.end()) return found->second;
     std::string path = std::string(VANDREL_PLUGIN_DIR) + "/" + module + ".so";
     void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     IPlugIn* prototype = nullptr;
@@ -90,7 +98,7 @@ inline IPlugIn* CodecPrototype(const std::string& module) {
         prototype = create != nullptr ? create() : nullptr;
         if (prototype != nullptr) prototype->Initialize((std::string(VANDREL_PLUGIN_DIR) + "/").c_str());
     }
-    loaded[module] = prototype;
+    prototypes.loaded[module] = prototype;
     return prototype;
 }
 inline IPlugIn* Jpeg() { return CodecPrototype("VxJpeg"); }
