@@ -95,7 +95,9 @@ inline uint16_t LoadU16(const unsigned char* p) {
     std::memcpy(&v, p, 2);
     return v;
 }
-inline void StoreU16(unsigned char* p, uint16_t v) { std::memcpy(p, &v, 2); }
+inline void StoreU16(unsigned char* p, uint16_t v) {
+    std::memcpy(p, &v, 2);
+}
 
 // Splits interleaved pixels of `channels` samples (the last one alpha) into a colour line and
 // an alpha line. bytesPerSample is 1 or 2; alpha may be null.
@@ -134,10 +136,14 @@ inline void JoinAlpha(const unsigned char* colour, const unsigned char* alpha, i
 // the end (line 0 of origin 2 is just past the last line). -1 when the origin is unknown.
 inline int64_t SeekTarget(int32_t line, int origin, int32_t current, int32_t height) {
     switch (origin) {
-        case 0: return line;
-        case 1: return int64_t(current) + line;
-        case 2: return int64_t(height) + line;
-        default: return -1;
+        case 0:
+            return line;
+        case 1:
+            return int64_t(current) + line;
+        case 2:
+            return int64_t(height) + line;
+        default:
+            return -1;
     }
 }
 

@@ -10,7 +10,9 @@ namespace vxcodec {
 CPlugInBase::CPlugInBase(const CodecIdentity& identity)
     : m_identity(identity), m_extensions(identity.extensions) {}
 
-void CPlugInBase::Initialize(const char* plugInFolder) { m_folder = plugInFolder; }
+void CPlugInBase::Initialize(const char* plugInFolder) {
+    m_folder = plugInFolder;
+}
 
 // The signature decides whenever the file can be read that far; the name decides only for
 // files too short or unreadable to tell, so a PNG saved as ".jpg" still finds the PNG codec.
@@ -62,7 +64,9 @@ int32_t CPlugInBase::AddExtensionName(const char* ext) {
     return 1;
 }
 
-IUTagDB* CPlugInBase::CreateTagDB() { return new (std::nothrow) CTagDirectory(ProfileReader()); }
+IUTagDB* CPlugInBase::CreateTagDB() {
+    return new (std::nothrow) CTagDirectory(ProfileReader());
+}
 
 void CPlugInBase::DescribeImage(CUImageFileStatus* status, const char* format, int32_t width,
                                 int32_t height, int32_t sampleBits, bool alpha,

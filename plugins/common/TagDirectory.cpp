@@ -112,8 +112,9 @@ int32_t CTagDirectory::Load(const char* fileName) {
             LoadJpeg(file);
         } else if (got == 8 && std::memcmp(head, kPng, 8) == 0) {
             LoadPng(file, fileName);
-        } else if (got >= 4 && ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
-                                (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42))) {
+        } else if (got >= 4 &&
+                   ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
+                    (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42))) {
             Source source(file);
             ParseTiff(source);
         } else {
@@ -213,8 +214,7 @@ bool CTagDirectory::ParseTiff(Source& source) {
     return true;
 }
 
-void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offset,
-                                   int32_t group) {
+void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offset, int32_t group) {
     if (m_groups.count(group) != 0) return;  // each directory once: no loops through links
     unsigned char countBytes[2];
     if (!source.ReadAt(offset, countBytes, 2)) return;
@@ -247,9 +247,11 @@ void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offs
         variant.set(kind.variant, value.data(), elements);
         Store(group, tag, variant);
 
-        const bool isLink = (group == kVxTagGroupIfd0 && (tag == kTagExifIfd || tag == kTagGpsIfd)) ||
-                            (group == kVxTagGroupExif && tag == kTagInteropIfd);
-        if (isLink && elements >= 1 && kind.elementSize == 4) links.emplace_back(tag, variant.uintAt(0));
+        const bool isLink =
+            (group == kVxTagGroupIfd0 && (tag == kTagExifIfd || tag == kTagGpsIfd)) ||
+            (group == kVxTagGroupExif && tag == kTagInteropIfd);
+        if (isLink && elements >= 1 && kind.elementSize == 4)
+            links.emplace_back(tag, variant.uintAt(0));
     }
     for (const auto& link : links) {
         int32_t target = link.first == kTagExifIfd  ? kVxTagGroupExif
@@ -303,7 +305,8 @@ int32_t CTagDirectory::GetTagId(int32_t group, int32_t index) {
 
 int32_t CTagDirectory::GetGroupCount() {
     int32_t groups = 0;
-    for (const auto& g : m_groups) groups += g.second.empty() ? 0 : 1;
+    for (const auto& g : m_groups)
+        groups += g.second.empty() ? 0 : 1;
     return groups;
 }
 

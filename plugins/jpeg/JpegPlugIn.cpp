@@ -22,7 +22,7 @@ const CodecIdentity kJpegIdentity = {"JPEG", "JPEG", ".jpg;.jpeg;.jpe;.jfif;JPEG
 struct GuardedErrors {
     jpeg_error_mgr pub;  // first, so the library's pointer is also ours
     jmp_buf jump;
-    int32_t code;        // the status a jump reports; 0 means damaged data
+    int32_t code;  // the status a jump reports; 0 means damaged data
 };
 
 extern "C" void JpegErrorExit(j_common_ptr cinfo) {
@@ -191,9 +191,13 @@ void CmykToRgb(const unsigned char* cmyk, unsigned char* rgb, JDIMENSION width, 
 
 CJpegPlugIn::CJpegPlugIn() : CPlugInBase(kJpegIdentity) {}
 
-CJpegPlugIn::~CJpegPlugIn() { Close(); }
+CJpegPlugIn::~CJpegPlugIn() {
+    Close();
+}
 
-IPlugIn* CJpegPlugIn::CreateInstance() { return new (std::nothrow) CJpegPlugIn(); }
+IPlugIn* CJpegPlugIn::CreateInstance() {
+    return new (std::nothrow) CJpegPlugIn();
+}
 
 bool CJpegPlugIn::HasSignature(const unsigned char* head) const {
     return head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF;
@@ -203,8 +207,8 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 #define VX_JPEG_TEXT2(x) #x
 #define VX_JPEG_TEXT(x) VX_JPEG_TEXT2(x)
 #ifdef LIBJPEG_TURBO_VERSION
-    return "libjpeg-turbo " VX_JPEG_TEXT(LIBJPEG_TURBO_VERSION) " (JPEG library "
-        VX_JPEG_TEXT(JPEG_LIB_VERSION) ")";
+    return "libjpeg-turbo " VX_JPEG_TEXT(LIBJPEG_TURBO_VERSION) " (JPEG library " VX_JPEG_TEXT(
+        JPEG_LIB_VERSION) ")";
 #else
     return "IJG libjpeg " VX_JPEG_TEXT(JPEG_LIB_VERSION);
 #endif
@@ -217,8 +221,8 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     int32_t code;
     JpegDecoder* d = OpenDecoder(FileName(), &code);
     if (d == nullptr) return code;
-    DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height),
-                  8, false, d->cinfo.num_components * 8);
+    DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
+                  false, d->cinfo.num_components * 8);
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
     return code;
@@ -400,4 +404,6 @@ int32_t CJpegPlugIn::CloseWriter() {
 
 }  // namespace vxcodec
 
-extern "C" VX_API IPlugIn* CreatePlugIn() { return new (std::nothrow) vxcodec::CJpegPlugIn(); }
+extern "C" VX_API IPlugIn* CreatePlugIn() {
+    return new (std::nothrow) vxcodec::CJpegPlugIn();
+}

@@ -27,7 +27,9 @@ struct PngGuard {
     int32_t code = 0;  // a status the jump reports instead of damaged data
 };
 
-extern "C" void PngErrorFn(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+extern "C" void PngErrorFn(png_structp png, png_const_charp) {
+    png_longjmp(png, 1);
+}
 
 extern "C" void PngWarningFn(png_structp png, png_const_charp) {
     static_cast<PngGuard*>(png_get_error_ptr(png))->warnings++;
@@ -36,8 +38,8 @@ extern "C" void PngWarningFn(png_structp png, png_const_charp) {
 struct Layout {
     png_uint_32 width = 0;
     png_uint_32 height = 0;
-    int sampleBits = 8;      // of the delivered lines: 8 or 16
-    bool alpha = false;      // an alpha channel or a tRNS key
+    int sampleBits = 8;  // of the delivered lines: 8 or 16
+    bool alpha = false;  // an alpha channel or a tRNS key
     int storedBitsPerPixel = 0;
     bool interlaced = false;
 };
@@ -51,7 +53,7 @@ struct PngDecoder {
     PngGuard guard;
     Layout layout;
     bool failed = false;
-    int channels = 3;       // after the transforms: 3, or 4 with alpha
+    int channels = 3;  // after the transforms: 3, or 4 with alpha
     int passes = 1;
     png_uint_32 nextRow = 0;
     std::vector<unsigned char> row;    // one decoded row (streaming)
@@ -113,7 +115,8 @@ bool GuardedReadEnd(PngDecoder* d) {
 
 bool GuardedSkipRows(PngDecoder* d, png_uint_32 count, unsigned char* row) {
     if (setjmp(png_jmpbuf(d->png))) return false;
-    for (png_uint_32 i = 0; i < count; ++i) png_read_row(d->png, row, nullptr);
+    for (png_uint_32 i = 0; i < count; ++i)
+        png_read_row(d->png, row, nullptr);
     return true;
 }
 
@@ -169,8 +172,8 @@ Layout DescribeHeader(png_structp png, png_infop info) {
     png_get_IHDR(png, info, &layout.width, &layout.height, &bitDepth, &colorType, &interlace,
                  nullptr, nullptr);
     layout.sampleBits = bitDepth == 16 ? 16 : 8;
-    layout.alpha = (colorType & PNG_COLOR_MASK_ALPHA) != 0 ||
-                   png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+    layout.alpha =
+        (colorType & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png, info, PNG_INFO_tRNS) != 0;
     layout.storedBitsPerPixel = bitDepth * png_get_channels(png, info);
     layout.interlaced = interlace != PNG_INTERLACE_NONE;
     return layout;
@@ -239,17 +242,25 @@ CPngPlugIn::CPngPlugIn() : CPlugInBase(kPngIdentity) {
     m_version.append(png_get_libpng_ver(nullptr));
 }
 
-CPngPlugIn::~CPngPlugIn() { Close(); }
+CPngPlugIn::~CPngPlugIn() {
+    Close();
+}
 
-IPlugIn* CPngPlugIn::CreateInstance() { return new (std::nothrow) CPngPlugIn(); }
+IPlugIn* CPngPlugIn::CreateInstance() {
+    return new (std::nothrow) CPngPlugIn();
+}
 
 bool CPngPlugIn::HasSignature(const unsigned char* head) const {
     return png_sig_cmp(head, 0, 8) == 0;
 }
 
-PngProfileReader CPngPlugIn::ProfileReader() const { return ReadPngProfile; }
+PngProfileReader CPngPlugIn::ProfileReader() const {
+    return ReadPngProfile;
+}
 
-const char* CPngPlugIn::GetDecoderVersion() { return m_version.c_str(); }
+const char* CPngPlugIn::GetDecoderVersion() {
+    return m_version.c_str();
+}
 
 int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
@@ -259,9 +270,8 @@ int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
     const Layout& l = d->layout;
     DescribeImage(status, "PNG", int32_t(l.width), int32_t(l.height), l.sampleBits, l.alpha,
                   l.storedBitsPerPixel);
-    code = d->guard.warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
-    return code;
+    return 1;
 }
 
 int32_t CPngPlugIn::Open(const char* mode) {
@@ -295,6 +305,9 @@ int32_t CPngPlugIn::OpenForReading() {
         DestroyDecoder(d);
         return kVxErrCodecMemory;
     }
+    // Complaints about ancillary chunks before the image (a profile libpng distrusts, say) are
+    // not damage to the pixels; only what goes wrong from here on is reported.
+    const int32_t warningsBefore = d->guard.warnings;
     if (d->passes > 1) {
         m_progress.Begin(Request().pMessageProc, int32_t(d->layout.height));
         if (!GuardedReadInterlaced(d, &m_progress)) {
@@ -305,7 +318,7 @@ int32_t CPngPlugIn::OpenForReading() {
         if (!GuardedReadEnd(d)) ++d->guard.warnings;
     }
     m_decoder = d;
-    return d->guard.warnings > 0 ? kVxWarnCodecData : 1;
+    return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
 }
 
 int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
@@ -366,11 +379,24 @@ int32_t CPngPlugIn::OpenForWriting() {
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
     int colorChannels, bitDepth;
     switch (layout.lColorDepth) {
-        case 8: colorChannels = 1; bitDepth = 8; break;
-        case 16: colorChannels = 1; bitDepth = 16; break;
-        case 24: colorChannels = 3; bitDepth = 8; break;
-        case 48: colorChannels = 3; bitDepth = 16; break;
-        default: return kVxErrCodecUnsupported;
+        case 8:
+            colorChannels = 1;
+            bitDepth = 8;
+            break;
+        case 16:
+            colorChannels = 1;
+            bitDepth = 16;
+            break;
+        case 24:
+            colorChannels = 3;
+            bitDepth = 8;
+            break;
+        case 48:
+            colorChannels = 3;
+            bitDepth = 16;
+            break;
+        default:
+            return kVxErrCodecUnsupported;
     }
     if (!AcceptableSize(uint64_t(int64_t(layout.lWidth)), uint64_t(int64_t(layout.lHeight))))
         return kVxErrCodecTooLarge;
@@ -400,8 +426,9 @@ int32_t CPngPlugIn::OpenForWriting() {
         CloseWriter();
         return kVxErrCodecMemory;
     }
-    int colorType = colorChannels == 1 ? (e->alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
-                                       : (e->alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
+    int colorType = colorChannels == 1
+                        ? (e->alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
+                        : (e->alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
     if (!GuardedStartWrite(e, bitDepth, colorType, bitDepth == 16 && HostIsLittleEndian())) {
         e->failed = true;
         CloseWriter();
@@ -465,4 +492,6 @@ int32_t CPngPlugIn::CloseWriter() {
 
 }  // namespace vxcodec
 
-extern "C" VX_API IPlugIn* CreatePlugIn() { return new (std::nothrow) vxcodec::CPngPlugIn(); }
+extern "C" VX_API IPlugIn* CreatePlugIn() {
+    return new (std::nothrow) vxcodec::CPngPlugIn();
+}

@@ -21,10 +21,9 @@ const CodecIdentity kTiffIdentity = {"TIFF", "TIFF", ".tif;.tiff;TIFF;tiff;", 4}
 constexpr uint64_t kMaxBandBytes = uint64_t(1) << 30;
 
 // libtiff reports through callbacks; per-handle ones keep messages off stderr and let each
-// instance count its own.
+// instance count its own errors. Warnings (mostly private tags it does not know) are dropped.
 struct TiffMessages {
     int32_t errors = 0;
-    int32_t warnings = 0;
 };
 
 extern "C" int TiffErrorFn(TIFF*, void* user, const char*, const char*, va_list) {
@@ -32,8 +31,7 @@ extern "C" int TiffErrorFn(TIFF*, void* user, const char*, const char*, va_list)
     return 1;
 }
 
-extern "C" int TiffWarningFn(TIFF*, void* user, const char*, const char*, va_list) {
-    static_cast<TiffMessages*>(user)->warnings++;
+extern "C" int TiffWarningFn(TIFF*, void*, const char*, const char*, va_list) {
     return 1;
 }
 
@@ -103,7 +101,8 @@ int32_t DescribeTiff(TIFF* tif, Shape& s) {
     uint16_t* extraKinds = nullptr;
     if (s.samplesPerPixel > s.colorSamples &&
         TIFFGetField(tif, TIFFTAG_EXTRASAMPLES, &extraCount, &extraKinds) && extraCount > 0) {
-        s.alpha = extraKinds[0] == EXTRASAMPLE_ASSOCALPHA || extraKinds[0] == EXTRASAMPLE_UNASSALPHA;
+        s.alpha =
+            extraKinds[0] == EXTRASAMPLE_ASSOCALPHA || extraKinds[0] == EXTRASAMPLE_UNASSALPHA;
     }
     if (s.photometric == PHOTOMETRIC_PALETTE) s.alpha = false;
     if (!AcceptableSize(s.width, s.height)) return kVxErrCodecTooLarge;
@@ -129,9 +128,9 @@ struct TiffDecoder {
     TiffMessages messages;
     Shape shape;
     bool tiled = false;
-    uint32_t bandRows = 0;       // rows per strip, or tile length
+    uint32_t bandRows = 0;  // rows per strip, or tile length
     uint32_t tileWidth = 0;
-    int planes = 1;              // 1 contiguous, samplesPerPixel separate
+    int planes = 1;  // 1 contiguous, samplesPerPixel separate
     int samplesInPlane = 1;
     size_t bytesPerSample = 1;
     size_t planeRowBytes = 0;
@@ -222,7 +221,8 @@ int32_t PrepareBands(TiffDecoder* d) {
         if (size <= 0) return kVxErrCodecFormat;
         tileBytes = uint64_t(size);
         // A tile holds tileWidth x bandRows pixels of one plane; nothing else is trusted.
-        if (tileBytes < uint64_t(d->tileWidth) * d->bandRows * d->samplesInPlane * d->bytesPerSample)
+        if (tileBytes <
+            uint64_t(d->tileWidth) * d->bandRows * d->samplesInPlane * d->bytesPerSample)
             return kVxErrCodecFormat;
     }
     if (bandBytes > kMaxBandBytes || tileBytes > kMaxBandBytes) return kVxErrCodecTooLarge;
@@ -255,7 +255,8 @@ bool ReadTileBand(TiffDecoder* d, uint32_t first, uint32_t rows) {
             ttile_t tile = TIFFComputeTile(d->tif, x, first, 0, tsample_t(p));
             if (TIFFReadEncodedTile(d->tif, tile, d->tile.data(), tmsize_t(d->tile.size())) < 0)
                 return false;
-            const uint32_t columns = d->shape.width - x < d->tileWidth ? d->shape.width - x : d->tileWidth;
+            const uint32_t columns =
+                d->shape.width - x < d->tileWidth ? d->shape.width - x : d->tileWidth;
             for (uint32_t r = 0; r < rows; ++r) {
                 std::memcpy(dst + r * d->planeRowBytes + x * pixelBytes,
                             d->tile.data() + r * tileRowBytes, columns * pixelBytes);
@@ -269,7 +270,8 @@ bool ReadTileBand(TiffDecoder* d, uint32_t first, uint32_t rows) {
 // black, each with a warning, and the next band is tried afresh.
 void LoadBand(TiffDecoder* d, uint32_t row) {
     const uint32_t first = row - row % d->bandRows;
-    const uint32_t rows = d->shape.height - first < d->bandRows ? d->shape.height - first : d->bandRows;
+    const uint32_t rows =
+        d->shape.height - first < d->bandRows ? d->shape.height - first : d->bandRows;
     const int32_t errorsBefore = d->messages.errors;
     bool ok = d->tiled ? ReadTileBand(d, first, rows) : ReadStripBand(d, first, rows);
     d->bandDamaged = !ok || d->messages.errors > errorsBefore;
@@ -307,10 +309,12 @@ void AssembleLine(const TiffDecoder* d, uint32_t r, unsigned char* rgb, unsigned
     } else if (s.photometric == PHOTOMETRIC_PALETTE) {
         const unsigned char* src = channel[0];
         for (uint32_t x = 0; x < width; ++x, src += stride) {
-            for (int c = 0; c < 3; ++c) rgb[x * 3 + c] = static_cast<unsigned char>(d->colormap[c][*src] >> 8);
+            for (int c = 0; c < 3; ++c)
+                rgb[x * 3 + c] = static_cast<unsigned char>(d->colormap[c][*src] >> 8);
         }
     } else {
-        const Sample invert = s.photometric == PHOTOMETRIC_MINISWHITE ? Sample(~Sample(0)) : Sample(0);
+        const Sample invert =
+            s.photometric == PHOTOMETRIC_MINISWHITE ? Sample(~Sample(0)) : Sample(0);
         const unsigned char* src = channel[0];
         for (uint32_t x = 0; x < width; ++x, src += stride) {
             const Sample v = Sample(LoadSample<Sample>(src) ^ invert);
@@ -322,7 +326,8 @@ void AssembleLine(const TiffDecoder* d, uint32_t r, unsigned char* rgb, unsigned
     }
     if (alpha != nullptr && s.alpha) {
         const unsigned char* src = channel[s.colorSamples];
-        for (uint32_t x = 0; x < width; ++x, src += stride) std::memcpy(alpha + x * bytes, src, bytes);
+        for (uint32_t x = 0; x < width; ++x, src += stride)
+            std::memcpy(alpha + x * bytes, src, bytes);
     }
 }
 
@@ -339,9 +344,13 @@ CTiffPlugIn::CTiffPlugIn() : CPlugInBase(kTiffIdentity) {
     m_version = first;
 }
 
-CTiffPlugIn::~CTiffPlugIn() { Close(); }
+CTiffPlugIn::~CTiffPlugIn() {
+    Close();
+}
 
-IPlugIn* CTiffPlugIn::CreateInstance() { return new (std::nothrow) CTiffPlugIn(); }
+IPlugIn* CTiffPlugIn::CreateInstance() {
+    return new (std::nothrow) CTiffPlugIn();
+}
 
 bool CTiffPlugIn::HasSignature(const unsigned char* h) const {
     const bool little = h[0] == 'I' && h[1] == 'I' && (h[2] == 42 || h[2] == 43) && h[3] == 0;
@@ -349,7 +358,9 @@ bool CTiffPlugIn::HasSignature(const unsigned char* h) const {
     return little || big;
 }
 
-const char* CTiffPlugIn::GetDecoderVersion() { return m_version.c_str(); }
+const char* CTiffPlugIn::GetDecoderVersion() {
+    return m_version.c_str();
+}
 
 int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
@@ -359,9 +370,8 @@ int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
     const Shape& s = d->shape;
     DescribeImage(status, "TIFF", int32_t(s.width), int32_t(s.height), s.bitsPerSample, s.alpha,
                   s.samplesPerPixel * s.bitsPerSample);
-    code = d->messages.warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
-    return code;
+    return 1;
 }
 
 int32_t CTiffPlugIn::Open(const char* mode) {
@@ -381,8 +391,10 @@ int32_t CTiffPlugIn::OpenForReading() {
         DestroyDecoder(d);
         return code;
     }
+    // libtiff warns about private tags it does not know; that is no damage to the image. Damage
+    // shows when a strip or tile is decoded.
     m_decoder = d;
-    return d->messages.warnings > 0 ? kVxWarnCodecData : 1;
+    return 1;
 }
 
 int32_t CTiffPlugIn::ReadLine(void* line, void* line2) {
@@ -391,7 +403,8 @@ int32_t CTiffPlugIn::ReadLine(void* line, void* line2) {
     if (line == nullptr) return kVxErrInvalidArgument;
     if (d->nextRow >= d->shape.height) return kVxErrCodecState;
     const uint32_t row = d->nextRow++;
-    if (d->bandStart < 0 || row < d->bandStart || row >= d->bandStart + d->bandRows) LoadBand(d, row);
+    if (d->bandStart < 0 || row < d->bandStart || row >= d->bandStart + d->bandRows)
+        LoadBand(d, row);
     unsigned char* alpha = SkipAlpha() ? nullptr : static_cast<unsigned char*>(line2);
     const uint32_t r = uint32_t(row - d->bandStart);
     if (d->bytesPerSample == 2) {
@@ -417,11 +430,24 @@ int32_t CTiffPlugIn::OpenForWriting() {
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
     int colorChannels, bitDepth;
     switch (layout.lColorDepth) {
-        case 8: colorChannels = 1; bitDepth = 8; break;
-        case 16: colorChannels = 1; bitDepth = 16; break;
-        case 24: colorChannels = 3; bitDepth = 8; break;
-        case 48: colorChannels = 3; bitDepth = 16; break;
-        default: return kVxErrCodecUnsupported;
+        case 8:
+            colorChannels = 1;
+            bitDepth = 8;
+            break;
+        case 16:
+            colorChannels = 1;
+            bitDepth = 16;
+            break;
+        case 24:
+            colorChannels = 3;
+            bitDepth = 8;
+            break;
+        case 48:
+            colorChannels = 3;
+            bitDepth = 16;
+            break;
+        default:
+            return kVxErrCodecUnsupported;
     }
     if (!AcceptableSize(uint64_t(int64_t(layout.lWidth)), uint64_t(int64_t(layout.lHeight))))
         return kVxErrCodecTooLarge;
@@ -523,4 +549,6 @@ int32_t CTiffPlugIn::CloseWriter() {
 
 }  // namespace vxcodec
 
-extern "C" VX_API IPlugIn* CreatePlugIn() { return new (std::nothrow) vxcodec::CTiffPlugIn(); }
+extern "C" VX_API IPlugIn* CreatePlugIn() {
+    return new (std::nothrow) vxcodec::CTiffPlugIn();
+}

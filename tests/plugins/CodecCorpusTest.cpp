@@ -32,7 +32,9 @@ std::vector<unsigned char> ManifestSamples(const Image& img, int channels) {
     for (size_t i = 0; i < size_t(img.width) * img.height; ++i) {
         const unsigned char* px = img.color.data() + i * 3 * bytes;
         out.insert(out.end(), px, px + (grey ? 1 : 3) * bytes);
-        if (alpha) out.insert(out.end(), img.alpha.begin() + long(i * bytes), img.alpha.begin() + long((i + 1) * bytes));
+        if (alpha)
+            out.insert(out.end(), img.alpha.begin() + long(i * bytes),
+                       img.alpha.begin() + long((i + 1) * bytes));
     }
     return out;
 }
@@ -153,7 +155,8 @@ TEST(CodecCorpus, TagDatabaseAgreesWithTheManifest) {
             EXPECT_EQ(value.type(), CUtilVariant::kAscii);
             EXPECT_STREQ(value.text(), row["InteropIndex"].c_str());
         }
-        EXPECT_EQ(camera.lOrientation, row["Orientation"] == "-" ? 0 : std::stoi(row["Orientation"]));
+        EXPECT_EQ(camera.lOrientation,
+                  row["Orientation"] == "-" ? 0 : std::stoi(row["Orientation"]));
         EXPECT_STREQ(camera.strDateTime.c_str(),
                      row["DateTimeOriginal"] == "-" ? "" : row["DateTimeOriginal"].c_str());
         // A database made by any codec module reads the same file the same way.

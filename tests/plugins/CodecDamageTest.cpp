@@ -35,9 +35,11 @@ TEST(CodecDamage, TruncatedFilesFailOrWarn) {
     for (const Codec& codec : kCodecs) {
         const std::string bytes = ValidFile(dir, codec);
         ASSERT_GT(bytes.size(), 200u);
-        const size_t cuts[] = {0, 3, 8, 20, 100, bytes.size() / 2, bytes.size() * 9 / 10, bytes.size() - 1};
+        const size_t cuts[] = {
+            0, 3, 8, 20, 100, bytes.size() / 2, bytes.size() * 9 / 10, bytes.size() - 1};
         for (size_t cut : cuts) {
-            SCOPED_TRACE(testing::Message() << codec.name << " cut at " << cut << " of " << bytes.size());
+            SCOPED_TRACE(testing::Message()
+                         << codec.name << " cut at " << cut << " of " << bytes.size());
             std::string path = dir.file(std::string("cut") + codec.extension);
             WriteFile(path, bytes.substr(0, cut));
             Decoded d = DecodeFile(codec.prototype(), path);
@@ -78,7 +80,8 @@ TEST(CodecDamage, FlippedBitsNeverCrashAndFailuresStopCleanly) {
             Decoded d = DecodeFile(codec.prototype(), path);
             if (d.code < 0) ++complaints;
             if (!d.Failed()) {
-                EXPECT_EQ(d.image.color.size(), size_t(d.image.width) * d.image.height * d.image.depth / 8);
+                EXPECT_EQ(d.image.color.size(),
+                          size_t(d.image.width) * d.image.height * d.image.depth / 8);
             }
         }
         EXPECT_GT(complaints, 0) << codec.name << " never noticed sixty damaged files";

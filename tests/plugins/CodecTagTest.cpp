@@ -45,13 +45,15 @@ std::string JpegWithSegments(const ScratchDir& dir, const std::string& exif,
         return std::string{char(0xFF), marker, char(length >> 8), char(length & 0xFF)} + payload;
     };
     std::string inserted = segment(char(0xE1), std::string("Exif\0\0", 6) + exif);
-    for (const std::string& s : app2) inserted += segment(char(0xE2), s);
+    for (const std::string& s : app2)
+        inserted += segment(char(0xE2), s);
     return jpeg.substr(0, 2) + inserted + jpeg.substr(2);
 }
 
 std::string IccChunk(int index, int count, size_t bytes) {
     std::string chunk = std::string("ICC_PROFILE\0", 12) + char(index) + char(count);
-    for (size_t i = 0; i < bytes; ++i) chunk += char(i * 31 + index);
+    for (size_t i = 0; i < bytes; ++i)
+        chunk += char(i * 31 + index);
     return chunk;
 }
 
@@ -59,7 +61,8 @@ TEST(CodecTags, ExifDirectoriesLoadInBothByteOrdersAndBothContainers) {
     ScratchDir dir;
     for (bool bigEndian : {false, true}) {
         for (bool inJpeg : {false, true}) {
-            SCOPED_TRACE(testing::Message() << (bigEndian ? "MM" : "II") << (inJpeg ? " jpeg" : " tiff"));
+            SCOPED_TRACE(testing::Message()
+                         << (bigEndian ? "MM" : "II") << (inJpeg ? " jpeg" : " tiff"));
             std::string block = CameraBlock(bigEndian, "R03");
             std::string path = dir.file(inJpeg ? "cam.jpg" : "cam.tif");
             WriteFile(path, inJpeg ? JpegWithSegments(dir, block, {}) : block);

@@ -42,9 +42,11 @@ inline std::string Md5Hex(const unsigned char* data, size_t size) {
                               6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
     std::vector<unsigned char> msg(data, data + size);
     msg.push_back(0x80);
-    while (msg.size() % 64 != 56) msg.push_back(0);
+    while (msg.size() % 64 != 56)
+        msg.push_back(0);
     uint64_t bits = uint64_t(size) * 8;
-    for (int i = 0; i < 8; ++i) msg.push_back(static_cast<unsigned char>(bits >> (8 * i)));
+    for (int i = 0; i < 8; ++i)
+        msg.push_back(static_cast<unsigned char>(bits >> (8 * i)));
     uint32_t h[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
     for (size_t off = 0; off < msg.size(); off += 64) {
         uint32_t w[16];
@@ -55,10 +57,19 @@ inline std::string Md5Hex(const unsigned char* data, size_t size) {
         for (int i = 0; i < 64; ++i) {
             uint32_t f;
             int g;
-            if (i < 16) { f = (b & c) | (~b & d); g = i; }
-            else if (i < 32) { f = (d & b) | (~d & c); g = (5 * i + 1) % 16; }
-            else if (i < 48) { f = b ^ c ^ d; g = (3 * i + 5) % 16; }
-            else { f = c ^ (b | ~d); g = (7 * i) % 16; }
+            if (i < 16) {
+                f = (b & c) | (~b & d);
+                g = i;
+            } else if (i < 32) {
+                f = (d & b) | (~d & c);
+                g = (5 * i + 1) % 16;
+            } else if (i < 48) {
+                f = b ^ c ^ d;
+                g = (3 * i + 5) % 16;
+            } else {
+                f = c ^ (b | ~d);
+                g = (7 * i) % 16;
+            }
             uint32_t t = d;
             d = c;
             c = b;
@@ -66,14 +77,19 @@ inline std::string Md5Hex(const unsigned char* data, size_t size) {
             b = b + (x << r[i] | x >> (32 - r[i]));
             a = t;
         }
-        h[0] += a; h[1] += b; h[2] += c; h[3] += d;
+        h[0] += a;
+        h[1] += b;
+        h[2] += c;
+        h[3] += d;
     }
     char hex[33];
     for (int i = 0; i < 16; ++i)
         std::snprintf(hex + 2 * i, 3, "%02x", (h[i / 4] >> (8 * (i % 4))) & 0xff);
     return std::string(hex, 32);
 }
-inline std::string Md5Hex(const std::vector<unsigned char>& v) { return Md5Hex(v.data(), v.size()); }
+inline std::string Md5Hex(const std::vector<unsigned char>& v) {
+    return Md5Hex(v.data(), v.size());
+}
 
 // --- Loading the modules. ---
 
@@ -96,14 +112,21 @@ inline IPlugIn* CodecPrototype(const std::string& module) {
     if (handle != nullptr) {
         auto create = reinterpret_cast<VxCreatePlugInProc>(::dlsym(handle, kVxPlugInEntryPoint));
         prototype = create != nullptr ? create() : nullptr;
-        if (prototype != nullptr) prototype->Initialize((std::string(VANDREL_PLUGIN_DIR) + "/").c_str());
+        if (prototype != nullptr)
+            prototype->Initialize((std::string(VANDREL_PLUGIN_DIR) + "/").c_str());
     }
     prototypes.loaded[module] = prototype;
     return prototype;
 }
-inline IPlugIn* Jpeg() { return CodecPrototype("VxJpeg"); }
-inline IPlugIn* Png() { return CodecPrototype("VxPng"); }
-inline IPlugIn* Tiff() { return CodecPrototype("VxTiff"); }
+inline IPlugIn* Jpeg() {
+    return CodecPrototype("VxJpeg");
+}
+inline IPlugIn* Png() {
+    return CodecPrototype("VxPng");
+}
+inline IPlugIn* Tiff() {
+    return CodecPrototype("VxTiff");
+}
 
 // An instance that dies through Delete() like the service's.
 class Instance {
@@ -131,8 +154,8 @@ private:
 struct Image {
     int32_t width = 0;
     int32_t height = 0;
-    int32_t depth = 24;       // bits per pixel of the colour plane: 8, 16, 24 or 48
-    int32_t alphaDepth = 0;   // 0, 8 or 16
+    int32_t depth = 24;      // bits per pixel of the colour plane: 8, 16, 24 or 48
+    int32_t alphaDepth = 0;  // 0, 8 or 16
     std::vector<unsigned char> color;
     std::vector<unsigned char> alpha;
 
@@ -175,7 +198,8 @@ inline Decoded DecodeFile(IPlugIn* prototype, const std::string& file,
     img.depth = out.status.info.lColorDepth;
     img.alphaDepth = out.status.info2.lColorDepth;
     std::vector<unsigned char> line(size_t(out.status.info.RowBytes()) + 16, 0xCD);
-    std::vector<unsigned char> line2(size_t(img.alphaDepth ? out.status.info2.RowBytes() : 1) + 16, 0xCD);
+    std::vector<unsigned char> line2(size_t(img.alphaDepth ? out.status.info2.RowBytes() : 1) + 16,
+                                     0xCD);
     img.color.reserve(img.ColorRowBytes() * img.height);
     for (int32_t y = 0; y < img.height; ++y) {
         Remember(out.code, plugIn->ReadLine(line.data(), img.alphaDepth ? line2.data() : nullptr));
@@ -205,7 +229,8 @@ inline int32_t EncodeFile(IPlugIn* prototype, const std::string& file, const Ima
     code = plugIn->Open("w");
     if (code < 0) return code;
     for (int32_t y = 0; y < img.height; ++y) {
-        const unsigned char* a = img.alphaDepth ? img.alpha.data() + y * img.AlphaRowBytes() : nullptr;
+        const unsigned char* a =
+            img.alphaDepth ? img.alpha.data() + y * img.AlphaRowBytes() : nullptr;
         code = plugIn->WriteLine(img.color.data() + y * img.ColorRowBytes(), a);
         if (code < 0) {
             plugIn->Close();
@@ -260,7 +285,9 @@ inline std::vector<unsigned char> GreyAsRgb(const Image& grey) {
     std::vector<unsigned char> rgb;
     rgb.reserve(grey.color.size() * 3);
     for (size_t i = 0; i < grey.color.size(); i += bytes)
-        for (int c = 0; c < 3; ++c) rgb.insert(rgb.end(), grey.color.begin() + long(i), grey.color.begin() + long(i + bytes));
+        for (int c = 0; c < 3; ++c)
+            rgb.insert(rgb.end(), grey.color.begin() + long(i),
+                       grey.color.begin() + long(i + bytes));
     return rgb;
 }
 
@@ -292,7 +319,8 @@ inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::s
         size_t from = 0;
         for (;;) {
             size_t tab = line.find('\t', from);
-            cells.push_back(line.substr(from, tab == std::string::npos ? std::string::npos : tab - from));
+            cells.push_back(
+                line.substr(from, tab == std::string::npos ? std::string::npos : tab - from));
             if (tab == std::string::npos) break;
             from = tab + 1;
         }
@@ -301,7 +329,8 @@ inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::s
             continue;
         }
         std::map<std::string, std::string> row;
-        for (size_t i = 0; i < header.size() && i < cells.size(); ++i) row[header[i]] = cells[i];
+        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
+            row[header[i]] = cells[i];
         rows.push_back(row);
     }
     return rows;
@@ -311,7 +340,14 @@ inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::s
 // make metadata no camera wrote: links between directories, odd types, forged dimensions.
 class TiffBlock {
 public:
-    enum Type : uint16_t { kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7 };
+    enum Type : uint16_t {
+        kByte = 1,
+        kAscii = 2,
+        kShort = 3,
+        kLong = 4,
+        kRational = 5,
+        kUndefined = 7
+    };
 
     explicit TiffBlock(bool bigEndian, int directories = 1)
         : m_bigEndian(bigEndian), m_dirs(size_t(directories)) {}
@@ -319,17 +355,26 @@ public:
     void Numbers(int dir, uint16_t tag, Type type, const std::vector<uint32_t>& values) {
         std::string bytes;
         for (uint32_t v : values) {
-            if (type == kShort) bytes += Pack(v, 2);
-            else if (type == kByte) bytes += char(v);
-            else bytes += Pack(v, 4);
+            if (type == kShort)
+                bytes += Pack(v, 2);
+            else if (type == kByte)
+                bytes += char(v);
+            else
+                bytes += Pack(v, 4);
         }
-        m_dirs[size_t(dir)].push_back({tag, type, uint32_t(type == kRational ? values.size() / 2 : values.size()), bytes, -1});
+        m_dirs[size_t(dir)].push_back(
+            {tag, type, uint32_t(type == kRational ? values.size() / 2 : values.size()), bytes,
+             -1});
     }
     void Bytes(int dir, uint16_t tag, Type type, const std::string& bytes) {
         m_dirs[size_t(dir)].push_back({tag, type, uint32_t(bytes.size()), bytes, -1});
     }
-    void Text(int dir, uint16_t tag, const std::string& text) { Bytes(dir, tag, kAscii, text + '\0'); }
-    void Link(int dir, uint16_t tag, int target) { m_dirs[size_t(dir)].push_back({tag, kLong, 1, "", target}); }
+    void Text(int dir, uint16_t tag, const std::string& text) {
+        Bytes(dir, tag, kAscii, text + '\0');
+    }
+    void Link(int dir, uint16_t tag, int target) {
+        m_dirs[size_t(dir)].push_back({tag, kLong, 1, "", target});
+    }
 
     std::string Build() const {
         std::vector<uint32_t> at(m_dirs.size());

@@ -24,21 +24,22 @@ void WritePng(const std::string& path, const Image& img, bool interlaced,
     const int channels = img.alphaDepth ? 4 : 3;
     png_set_IHDR(png, info, uint32_t(img.width), uint32_t(img.height), bits,
                  img.alphaDepth ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
-                 interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+                 interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (!icc.empty()) png_set_iCCP(png, info, "test", 0, icc.data(), png_uint_32(icc.size()));
     png_write_info(png, info);
     if (bits == 16) png_set_swap(png);
     const size_t bytes = size_t(bits) / 8;
-    std::vector<std::vector<unsigned char>> rows(size_t(img.height),
-                                                 std::vector<unsigned char>(size_t(img.width) * channels * bytes));
+    std::vector<std::vector<unsigned char>> rows(
+        size_t(img.height), std::vector<unsigned char>(size_t(img.width) * channels * bytes));
     std::vector<png_bytep> pointers;
     for (int32_t y = 0; y < img.height; ++y) {
         for (int32_t x = 0; x < img.width; ++x) {
             unsigned char* dst = rows[size_t(y)].data() + size_t(x) * channels * bytes;
             std::memcpy(dst, img.color.data() + y * img.ColorRowBytes() + x * 3 * bytes, 3 * bytes);
             if (img.alphaDepth)
-                std::memcpy(dst + 3 * bytes, img.alpha.data() + y * img.AlphaRowBytes() + x * bytes, bytes);
+                std::memcpy(dst + 3 * bytes, img.alpha.data() + y * img.AlphaRowBytes() + x * bytes,
+                            bytes);
         }
         pointers.push_back(rows[size_t(y)].data());
     }
@@ -52,10 +53,12 @@ void WritePng(const std::string& path, const Image& img, bool interlaced,
 // not compress to almost nothing (libpng refuses a chunk it reads whole in its first gulp).
 std::vector<unsigned char> MakeIccProfile(uint32_t size) {
     std::vector<unsigned char> icc(size);
-    for (uint32_t i = 0; i < size; ++i) icc[i] = static_cast<unsigned char>(i * 7 + (i >> 3) * 13);
+    for (uint32_t i = 0; i < size; ++i)
+        icc[i] = static_cast<unsigned char>(i * 7 + (i >> 3) * 13);
     std::fill(icc.begin(), icc.begin() + 144, 0);
     auto put32 = [&](size_t at, uint32_t v) {
-        for (int i = 0; i < 4; ++i) icc[at + size_t(i)] = static_cast<unsigned char>(v >> (24 - 8 * i));
+        for (int i = 0; i < 4; ++i)
+            icc[at + size_t(i)] = static_cast<unsigned char>(v >> (24 - 8 * i));
     };
     put32(0, size);
     put32(8, 0x02100000);  // version 2.1

@@ -46,7 +46,8 @@ void WriteTiff(const std::string& path, const Image& img, const Layout& l,
     TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, uint16_t(spp));
     TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(l.bits));
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, l.photometric);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, l.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG,
+                 l.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
     TIFFSetField(tif, TIFFTAG_COMPRESSION, l.compression);
     if (l.alpha) {
         uint16_t kind = EXTRASAMPLE_ASSOCALPHA;
@@ -57,7 +58,8 @@ void WriteTiff(const std::string& path, const Image& img, const Layout& l,
     if (l.photometric == PHOTOMETRIC_PALETTE) {
         for (int c = 0; c < 3; ++c) {
             map[c].resize(256);
-            for (int i = 0; i < 256; ++i) map[c][size_t(i)] = uint16_t(((i * (c + 3)) & 255) * 257);
+            for (int i = 0; i < 256; ++i)
+                map[c][size_t(i)] = uint16_t(((i * (c + 3)) & 255) * 257);
         }
         TIFFSetField(tif, TIFFTAG_COLORMAP, map[0].data(), map[1].data(), map[2].data());
     }
@@ -71,8 +73,10 @@ void WriteTiff(const std::string& path, const Image& img, const Layout& l,
         return SampleAt(img, px * l.colour + s, l.bits);
     };
     auto put = [&](unsigned char* dst, uint16_t v) {
-        if (bytes == 1) *dst = static_cast<unsigned char>(v);
-        else std::memcpy(dst, &v, 2);
+        if (bytes == 1)
+            *dst = static_cast<unsigned char>(v);
+        else
+            std::memcpy(dst, &v, 2);
     };
     if (l.tiled) {
         const int32_t tile = 16;
@@ -86,7 +90,8 @@ void WriteTiff(const std::string& path, const Image& img, const Layout& l,
                     for (int32_t y = ty; y < std::min(ty + tile, img.height); ++y)
                         for (int32_t x = tx; x < std::min(tx + tile, img.width); ++x)
                             for (int s = 0; s < inPlane; ++s)
-                                put(&buf[(size_t((y - ty) * tile + (x - tx)) * inPlane + s) * bytes],
+                                put(&buf[(size_t((y - ty) * tile + (x - tx)) * inPlane + s) *
+                                         bytes],
                                     sample(x, y, l.separate ? p : s));
                     TIFFWriteTile(tif, buf.data(), uint32_t(tx), uint32_t(ty), 0, uint16_t(p));
                 }
@@ -97,7 +102,8 @@ void WriteTiff(const std::string& path, const Image& img, const Layout& l,
             for (int32_t y = 0; y < img.height; ++y) {
                 for (int32_t x = 0; x < img.width; ++x)
                     for (int s = 0; s < inPlane; ++s)
-                        put(&row[(size_t(x) * inPlane + s) * bytes], sample(x, y, l.separate ? p : s));
+                        put(&row[(size_t(x) * inPlane + s) * bytes],
+                            sample(x, y, l.separate ? p : s));
                 TIFFWriteScanline(tif, row.data(), uint32_t(y), uint16_t(p));
             }
     }
@@ -108,13 +114,16 @@ TEST(TiffPlugIn, EveryStorageLayoutDecodesToTheSameLines) {
     const Layout layouts[] = {
         {"rgb8 strips", 8, 3, false, false, false, PHOTOMETRIC_RGB, COMPRESSION_NONE},
         {"rgba8 strips lzw", 8, 3, true, false, false, PHOTOMETRIC_RGB, COMPRESSION_LZW},
-        {"rgba16 separate strips", 16, 3, true, true, false, PHOTOMETRIC_RGB, COMPRESSION_ADOBE_DEFLATE},
+        {"rgba16 separate strips", 16, 3, true, true, false, PHOTOMETRIC_RGB,
+         COMPRESSION_ADOBE_DEFLATE},
         {"rgb8 tiles", 8, 3, false, false, true, PHOTOMETRIC_RGB, COMPRESSION_PACKBITS},
         {"rgba16 tiles", 16, 3, true, false, true, PHOTOMETRIC_RGB, COMPRESSION_NONE},
         {"rgba8 separate tiles", 8, 3, true, true, true, PHOTOMETRIC_RGB, COMPRESSION_LZW},
         {"grey8 strips", 8, 1, false, false, false, PHOTOMETRIC_MINISBLACK, COMPRESSION_NONE},
-        {"grey16 + alpha tiles", 16, 1, true, false, true, PHOTOMETRIC_MINISBLACK, COMPRESSION_NONE},
-        {"grey8 + alpha separate", 8, 1, true, true, false, PHOTOMETRIC_MINISBLACK, COMPRESSION_NONE},
+        {"grey16 + alpha tiles", 16, 1, true, false, true, PHOTOMETRIC_MINISBLACK,
+         COMPRESSION_NONE},
+        {"grey8 + alpha separate", 8, 1, true, true, false, PHOTOMETRIC_MINISBLACK,
+         COMPRESSION_NONE},
         {"white-is-zero 16", 16, 1, false, false, false, PHOTOMETRIC_MINISWHITE, COMPRESSION_NONE},
         {"palette", 8, 1, false, false, false, PHOTOMETRIC_PALETTE, COMPRESSION_NONE},
     };
@@ -130,7 +139,8 @@ TEST(TiffPlugIn, EveryStorageLayoutDecodesToTheSameLines) {
         ASSERT_EQ(d.image.depth, 3 * l.bits);
         std::vector<unsigned char> expected = l.colour == 1 ? GreyAsRgb(source) : source.color;
         if (l.photometric == PHOTOMETRIC_MINISWHITE) {
-            for (size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<unsigned char>(~expected[i]);
+            for (size_t i = 0; i < expected.size(); ++i)
+                expected[i] = static_cast<unsigned char>(~expected[i]);
         }
         if (l.photometric == PHOTOMETRIC_PALETTE) {
             for (size_t i = 0; i < expected.size(); ++i) {
@@ -170,8 +180,9 @@ TEST(TiffPlugIn, AnyLineCanBeSoughtInEitherDirection) {
         }
         ASSERT_EQ(code, 1);
         ASSERT_EQ(plugIn->ReadLine(line.data(), nullptr), 1);
-        EXPECT_EQ(0, std::memcmp(line.data(), source.color.data() + s.landsOn * source.ColorRowBytes(),
-                                 source.ColorRowBytes()));
+        EXPECT_EQ(0,
+                  std::memcmp(line.data(), source.color.data() + s.landsOn * source.ColorRowBytes(),
+                              source.ColorRowBytes()));
         current = s.landsOn + 1;
     }
     EXPECT_EQ(current, 21);
@@ -180,7 +191,8 @@ TEST(TiffPlugIn, AnyLineCanBeSoughtInEitherDirection) {
 TEST(TiffPlugIn, IccProfileTagIsInTheFirstDirectoryGroup) {
     ScratchDir dir;
     std::vector<unsigned char> icc(3000);
-    for (size_t i = 0; i < icc.size(); ++i) icc[i] = static_cast<unsigned char>(i * 7);
+    for (size_t i = 0; i < icc.size(); ++i)
+        icc[i] = static_cast<unsigned char>(i * 7);
     const Layout plain = {"rgb", 8, 3, false, false, false, PHOTOMETRIC_RGB, COMPRESSION_NONE};
     WriteTiff(dir.file("icc.tif"), MakeImage(4, 4, 24, 0), plain, icc);
     Instance plugIn(Tiff(), dir.file("icc.tif"));
