@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "vandrel/Status.h"
 #include "vandrel/Variant.h"
 
 namespace vxcodec {
@@ -21,6 +22,14 @@ constexpr uint32_t kMaxImageSide = 0x7FFFFFFFu / 8;  // a 64-bit pixel line stay
 inline bool AcceptableSize(uint64_t width, uint64_t height) {
     return width >= 1 && height >= 1 && width <= kMaxImageSide && height <= kMaxImageSide &&
            width * height <= kMaxImagePixels;
+}
+
+// The size a writer is asked for: 1, an argument error for an empty image, or too large.
+inline int32_t CheckWriteSize(int32_t width, int32_t height, int32_t maxSide = 0x7FFFFFFF) {
+    if (width < 1 || height < 1) return kVxErrInvalidArgument;
+    if (width > maxSide || height > maxSide || !AcceptableSize(uint64_t(width), uint64_t(height)))
+        return kVxErrCodecTooLarge;
+    return 1;
 }
 
 inline bool HostIsLittleEndian() {

@@ -1,7 +1,6 @@
 #include "PlugInBase.h"
 
 #include <new>
-#include <vector>
 
 #include "CodecSupport.h"
 
@@ -18,9 +17,10 @@ void CPlugInBase::Initialize(const char* plugInFolder) {
 // files too short or unreadable to tell, so a PNG saved as ".jpg" still finds the PNG codec.
 int32_t CPlugInBase::IsSupportedFile(const char* fileName) {
     if (fileName == nullptr) return 0;
-    std::vector<unsigned char> head(m_identity.signatureSize);
-    long got = ReadFileHead(fileName, head.data(), head.size());
-    if (got == long(head.size())) return HasSignature(head.data()) ? 1 : 0;
+    unsigned char head[kMaxSignatureSize];
+    const size_t wanted = m_identity.signatureSize;
+    long got = ReadFileHead(fileName, head, wanted);
+    if (got == long(wanted)) return HasSignature(head) ? 1 : 0;
     return MatchesExtensionList(fileName, m_extensions) ? 1 : 0;
 }
 

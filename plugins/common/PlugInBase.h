@@ -16,11 +16,13 @@
 
 namespace vxcodec {
 
+constexpr size_t kMaxSignatureSize = 16;
+
 struct CodecIdentity {
     const char* readingType;  // "JPEG"
     const char* writingType;  // null when the codec does not write
     const char* extensions;   // ".jpg;.jpeg;JPEG;" : extensions and type codes, ';'-terminated
-    size_t signatureSize;     // leading bytes HasSignature needs
+    size_t signatureSize;     // leading bytes HasSignature needs, at most kMaxSignatureSize
 };
 
 class CPlugInBase : public IPlugIn {

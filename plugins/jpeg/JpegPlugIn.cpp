@@ -332,9 +332,8 @@ int32_t CJpegPlugIn::OpenForWriting() {
     const bool grey = layout.lColorDepth == 8;
     if (!grey && layout.lColorDepth != 24) return kVxErrCodecUnsupported;
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
-    if (!AcceptableSize(uint64_t(int64_t(layout.lWidth)), uint64_t(int64_t(layout.lHeight))) ||
-        layout.lWidth > JPEG_MAX_DIMENSION || layout.lHeight > JPEG_MAX_DIMENSION)
-        return kVxErrCodecTooLarge;
+    const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight, JPEG_MAX_DIMENSION);
+    if (size != 1) return size;
     JpegEncoder* e = new (std::nothrow) JpegEncoder();
     if (e == nullptr) return kVxErrCodecMemory;
     e->cinfo.err = &e->errors.pub;

@@ -398,8 +398,8 @@ int32_t CPngPlugIn::OpenForWriting() {
         default:
             return kVxErrCodecUnsupported;
     }
-    if (!AcceptableSize(uint64_t(int64_t(layout.lWidth)), uint64_t(int64_t(layout.lHeight))))
-        return kVxErrCodecTooLarge;
+    const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
+    if (size != 1) return size;
     PngEncoder* e = new (std::nothrow) PngEncoder();
     if (e == nullptr) return kVxErrCodecMemory;
     e->width = png_uint_32(layout.lWidth);

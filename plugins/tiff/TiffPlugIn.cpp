@@ -449,8 +449,8 @@ int32_t CTiffPlugIn::OpenForWriting() {
         default:
             return kVxErrCodecUnsupported;
     }
-    if (!AcceptableSize(uint64_t(int64_t(layout.lWidth)), uint64_t(int64_t(layout.lHeight))))
-        return kVxErrCodecTooLarge;
+    const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
+    if (size != 1) return size;
     TiffEncoder* e = new (std::nothrow) TiffEncoder();
     if (e == nullptr) return kVxErrCodecMemory;
     e->width = uint32_t(layout.lWidth);

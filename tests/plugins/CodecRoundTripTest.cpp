@@ -71,7 +71,7 @@ TEST(CodecRoundTrip, WritersRefuseLayoutsAndRemoveUnfinishedFiles) {
         {10, 10, 16, 0, {kVxErrCodecUnsupported, 1, 1}},
         {10, 10, 32, 0, {kVxErrCodecUnsupported, kVxErrCodecUnsupported, kVxErrCodecUnsupported}},
         {10, 10, 32, 1, {kVxErrCodecUnsupported, kVxErrCodecUnsupported, kVxErrCodecUnsupported}},
-        {10, 0, 24, 0, {kVxErrCodecTooLarge, kVxErrCodecTooLarge, kVxErrCodecTooLarge}},
+        {10, 0, 24, 0, {kVxErrInvalidArgument, kVxErrInvalidArgument, kVxErrInvalidArgument}},
         {70000, 10, 24, 0, {kVxErrCodecTooLarge, 1, 1}},
         {100000, 100000, 8, 0, {kVxErrCodecTooLarge, kVxErrCodecTooLarge, kVxErrCodecTooLarge}},
     };

@@ -208,5 +208,30 @@ TEST(TiffPlugIn, IccProfileTagIsInTheFirstDirectoryGroup) {
     EXPECT_EQ(value.uintAt(0), 4u);
 }
 
+// JPEG-compressed YCbCr strips come out as RGB through libtiff's own JPEG codec.
+TEST(TiffPlugIn, JpegCompressedYCbCrArrivesAsRgb) {
+    ScratchDir dir;
+    Image source = MakeImage(48, 32, 24, 0);
+    TIFF* tif = TIFFOpen(dir.file("ycc.tif").c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, uint32_t(48));
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, uint32_t(32));
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, uint16_t(3));
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(8));
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_JPEG);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_YCBCR);
+    TIFFSetField(tif, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+    TIFFSetField(tif, TIFFTAG_JPEGQUALITY, 95);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, uint32_t(16));
+    for (uint32_t y = 0; y < 32; ++y)
+        TIFFWriteScanline(tif, source.color.data() + y * source.ColorRowBytes(), y, 0);
+    TIFFClose(tif);
+    Decoded d = DecodeFile(Tiff(), dir.file("ycc.tif"));
+    ASSERT_EQ(d.code, 1);
+    EXPECT_EQ(d.image.depth, 24);
+    EXPECT_GT(Psnr(d.image.color, source.color), 35.0);
+}
+
 }  // namespace
 }  // namespace vxtest
