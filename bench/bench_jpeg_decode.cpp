@@ -94,7 +94,9 @@ void BM_JpegDirectIntoOneBuffer(benchmark::State& state) {
             JSAMPROW rows[16];
             for (int i = 0; i < 16; ++i)
                 rows[i] = image.data() + size_t(cinfo.output_scanline + i) * kWidth * 3;
-            jpeg_read_scanlines(&cinfo, rows, std::min<JDIMENSION>(16, cinfo.output_height - cinfo.output_scanline));
+            jpeg_read_scanlines(
+                &cinfo, rows,
+                std::min<JDIMENSION>(16, cinfo.output_height - cinfo.output_scanline));
         }
         jpeg_finish_decompress(&cinfo);
         jpeg_destroy_decompress(&cinfo);
@@ -123,7 +125,8 @@ void BM_JpegPlugInLineByLine(benchmark::State& state) {
             plugIn->Delete();
             return;
         }
-        for (int y = 0; y < status.info.lHeight; ++y) plugIn->ReadLine(line.data(), nullptr);
+        for (int y = 0; y < status.info.lHeight; ++y)
+            plugIn->ReadLine(line.data(), nullptr);
         plugIn->Close();
         plugIn->Delete();
         benchmark::DoNotOptimize(line.data());
@@ -159,10 +162,11 @@ int main(int argc, char** argv) {
     const char* kDirect = "BM_JpegDirectIntoOneBuffer";
     const char* kPlugIn = "BM_JpegPlugInLineByLine";
     if (reporter.cpu.count(kDirect) != 0 && reporter.cpu.count(kPlugIn) != 0) {
-        std::printf("plug-in line by line / libjpeg-turbo into one buffer, medians: "
-                    "CPU time %.3f, wall time %.3f\n",
-                    reporter.cpu[kPlugIn] / reporter.cpu[kDirect],
-                    reporter.wall[kPlugIn] / reporter.wall[kDirect]);
+        std::printf(
+            "plug-in line by line / libjpeg-turbo into one buffer, medians: "
+            "CPU time %.3f, wall time %.3f\n",
+            reporter.cpu[kPlugIn] / reporter.cpu[kDirect],
+            reporter.wall[kPlugIn] / reporter.wall[kDirect]);
     }
     std::remove(TestJpeg().c_str());
     benchmark::Shutdown();
