@@ -60,7 +60,13 @@ struct EXBILINEAR_HANDLE {
     int32_t* pColumnFraction;  // 0-1023 towards the right neighbour
     int32_t* pRowMap;          // source line position, 10 fraction bits
     int32_t lSlotBytes;
-    uint32_t* pBlend;  // vertical blend of the band, when blending vertically first
+    // How a line is blended; every order gives the same integers (see ExBilinear.cpp).
+    int32_t lStrategy;
+    unsigned char* pLineUsed;  // per source line: 1 when some destination line reads it
+    uint32_t* pBlend;          // vertical blend of the band (vertical-first order)
+    uint32_t* pRowBlock;       // two horizontally blended lines (horizontal-first order)
+    uint32_t* pRowUpper;
+    uint32_t* pRowLower;
 };
 
 struct EXBICUBIC_HANDLE {
@@ -80,12 +86,18 @@ struct EXBICUBIC_HANDLE {
     int32_t* pColumns;                // vertical pass: (width + 3) pixels, one pad left, two right
     const int16_t (*pHorizontal)[4];  // first row of the horizontal sub-table
     const int16_t (*pVertical)[4];    // first row of the vertical sub-table
+    unsigned char* pLineUsed;         // per source line: 1 when some destination line reads it
+    // Enlarging across, each source line is filtered across once when it arrives and the
+    // four filtered rows follow the slots; see ExBicubic.cpp.
+    int32_t bAcrossFirst;
+    int32_t* pRowBlock;
+    int32_t* pRow[4];  // filtered rows of slot 0 to 3, destination width × channels
 };
 
 struct EXSMOOTHLINE_HANDLE {
     EXIMAGEINFO source;
     EXIMAGEINFO output;  // the intermediate size
-    uint32_t* pSums;     // output width × channels
+    uint32_t* pSums;     // output width × channels: the sums of the finished blocks
     int32_t lChannels;
     int32_t lProduced;
     int32_t lAccumulated;
@@ -96,6 +108,7 @@ struct EXSMOOTHLINE_HANDLE {
     int32_t (*pfnPush)(const void* line, EXSMOOTHLINE_HANDLE* handle);
     int32_t (*pfnPull)(void* line, EXSMOOTHLINE_HANDLE* handle);
     unsigned char* pReduced;  // where the resize handle receives reduced lines
+    uint32_t* pColumnSums;    // source width × channels: the block's lines added up
 };
 
 #endif

@@ -22,31 +22,68 @@ int32_t SmoothFactor(int32_t source, int32_t target) {
     return 1 << int(std::log(double(factor)) / std::log(2.0) + 0.05);
 }
 
-template <typename Sample, int Channels>
-void AccumulateRow(uint32_t* sums, const Sample* line, int32_t width, int32_t factor,
-                   int32_t channelsAtRuntime) {
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        for (int32_t i = 0; i < factor; ++i) {
-            for (int32_t c = 0; c < channels; ++c)
-                sums[c] += line[c];
-            line += channels;
-        }
-        sums += channels;
-    }
-}
-
 inline bool PassesThrough(const EXSMOOTHLINE_HANDLE* h) {
     return h->lFactorX == 1 && h->lFactorY == 1;
+}
+
+// Source samples inside whole blocks: the pixels right of the last block are ignored.
+inline size_t UsedColumnSamples(const EXSMOOTHLINE_HANDLE* h) {
+    return size_t(h->output.lWidth) * size_t(h->lFactorX) * size_t(h->lChannels);
 }
 
 inline size_t ReducedLineBytes(const EXSMOOTHLINE_HANDLE* h, size_t sampleBytes) {
     return size_t(h->output.lWidth) * size_t(h->lChannels) * sampleBytes;
 }
 
+// Lines are added up sample by sample (a straight run the vectoriser takes); the block's
+// columns are folded together once, when its last line arrives. Integer sums do not care about
+// the order, so this equals adding each block pixel by pixel.
+template <typename Sample>
+void AddLine(uint32_t* columnSums, const Sample* line, int64_t count) {
+    for (int64_t i = 0; i < count; ++i)
+        columnSums[i] += line[i];
+}
+
+template <int Channels>
+void FoldColumns(uint32_t* sums, const uint32_t* columnSums, int32_t width, int32_t factor,
+                 int32_t channelsAtRuntime) {
+    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
+    for (int32_t x = 0; x < width; ++x) {
+        for (int32_t c = 0; c < channels; ++c)
+            sums[c] = 0;
+        for (int32_t i = 0; i < factor; ++i) {
+            for (int32_t c = 0; c < channels; ++c)
+                sums[c] += columnSums[c];
+            columnSums += channels;
+        }
+        sums += channels;
+    }
+}
+
+void FoldBlock(EXSMOOTHLINE_HANDLE* h) {
+    const int32_t w = h->output.lWidth;
+    const int32_t f = h->lFactorX;
+    switch (h->lChannels) {
+        case 1:
+            FoldColumns<1>(h->pSums, h->pColumnSums, w, f, 1);
+            break;
+        case 2:
+            FoldColumns<2>(h->pSums, h->pColumnSums, w, f, 2);
+            break;
+        case 3:
+            FoldColumns<3>(h->pSums, h->pColumnSums, w, f, 3);
+            break;
+        case 4:
+            FoldColumns<4>(h->pSums, h->pColumnSums, w, f, 4);
+            break;
+        default:
+            FoldColumns<0>(h->pSums, h->pColumnSums, w, f, h->lChannels);
+    }
+    std::memset(h->pColumnSums, 0, UsedColumnSamples(h) * sizeof(uint32_t));
+}
+
 template <typename Sample>
 int32_t PushSmooth(const void* line, EXSMOOTHLINE_HANDLE* h) {
-    const Sample* samples = static_cast<const Sample*>(line);
     if (PassesThrough(h)) {
         // A 1 × 1 block average is the line itself: keep it as the reduced line.
         std::memcpy(h->pReduced, line, ReducedLineBytes(h, sizeof(Sample)));
@@ -55,26 +92,10 @@ int32_t PushSmooth(const void* line, EXSMOOTHLINE_HANDLE* h) {
         ++h->lPushed;
         return 1;
     }
-    const int32_t w = h->output.lWidth;
-    const int32_t f = h->lFactorX;
-    switch (h->lChannels) {
-        case 1:
-            AccumulateRow<Sample, 1>(h->pSums, samples, w, f, 1);
-            break;
-        case 2:
-            AccumulateRow<Sample, 2>(h->pSums, samples, w, f, 2);
-            break;
-        case 3:
-            AccumulateRow<Sample, 3>(h->pSums, samples, w, f, 3);
-            break;
-        case 4:
-            AccumulateRow<Sample, 4>(h->pSums, samples, w, f, 4);
-            break;
-        default:
-            AccumulateRow<Sample, 0>(h->pSums, samples, w, f, h->lChannels);
-    }
+    AddLine(h->pColumnSums, static_cast<const Sample*>(line), int64_t(UsedColumnSamples(h)));
     ++h->lAccumulated;
     h->bComplete = (h->lAccumulated % h->lFactorY == 0) ? 1 : 0;
+    if (h->bComplete != 0) FoldBlock(h);
     ++h->lPushed;
     return h->bComplete;
 }
@@ -125,7 +146,9 @@ int32_t ExCreateSmoothLineHandle(const EXIMAGEINFO* source, EXIMAGEINFO* target,
     h->pSums = static_cast<uint32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
     h->pReduced = static_cast<unsigned char*>(
         AllocZeroed(CheckedBytes(samples, KernelSampleBytes(source->ulFormat))));
-    if (h->pSums == nullptr || h->pReduced == nullptr) {
+    h->pColumnSums = static_cast<uint32_t*>(
+        AllocZeroed(CheckedBytes(int64_t(source->lWidth) * h->lChannels, 4)));
+    if (h->pSums == nullptr || h->pReduced == nullptr || h->pColumnSums == nullptr) {
         ExDisposeSmoothLineHandle(&h);
         return kErrMemory;
     }
@@ -144,6 +167,7 @@ void ExDisposeSmoothLineHandle(EXSMOOTHLINE_HANDLE** handle) {
     if (handle == nullptr || *handle == nullptr) return;
     ExMemFree((*handle)->pSums);
     ExMemFree((*handle)->pReduced);
+    ExMemFree((*handle)->pColumnSums);
     ExMemFree(*handle);
     *handle = nullptr;
 }
@@ -161,8 +185,6 @@ int32_t ExGetlineSmooth(void* line, EXSMOOTHLINE_HANDLE* handle) {
     handle->pfnPull(line, handle);
     handle->bComplete = 0;
     ++handle->lProduced;
-    if (!PassesThrough(handle))
-        std::memset(handle->pSums, 0, ReducedLineBytes(handle, sizeof(uint32_t)));
     return 0;
 }
 
