@@ -76,7 +76,7 @@ char* PixelAt(const BitMap& map, int64_t x, int64_t y, int32_t pixelBytes) {
 }
 
 template <typename Pixel>
-void GatherRow(const char* srcRow, char* dstRow, const int64_t* sourceOffsets, int64_t count) {
+void GatherRow(const char* srcRow, char* dstRow, const int32_t* sourceOffsets, int64_t count) {
     for (int64_t i = 0; i < count; ++i) {
         Pixel p;
         std::memcpy(&p, srcRow + sourceOffsets[i], sizeof p);
@@ -169,12 +169,14 @@ int32_t CopyBits(const BitMap* src, const BitMap* dst, const Rect* srcRect, cons
     const int64_t count = cols.last - cols.first;
     const int64_t srcX0 = cols.SourceOf(cols.first);
     const bool sameWidth = srcW == dstW;
-    std::vector<int64_t> sourceOffsets;
+    std::vector<int32_t> sourceOffsets;
     if (!sameWidth) {
-        // Offsets from the first source pixel of a row, so one table serves every row.
+        // Offsets from the first source pixel of a row, so one table serves every row; they
+        // stay within one row of the source, whose byte count fits in 32 bits.
         sourceOffsets.resize(size_t(count));
         for (int64_t i = 0; i < count; ++i)
-            sourceOffsets[size_t(i)] = (cols.SourceOf(cols.first + i) - srcX0) * pixelBytes;
+            sourceOffsets[size_t(i)] =
+                int32_t((cols.SourceOf(cols.first + i) - srcX0) * pixelBytes);
     }
 
     // Rows are walked so that a same-size copy within one map never reads a row it has
