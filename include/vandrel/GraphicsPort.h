@@ -73,42 +73,41 @@ constexpr int32_t srcCopy = 0;
 struct MacRegion;
 using RgnHandle = MacRegion*;
 
-VX_EXTERN_C {
-    // A world of depth 32 or 8 over bounds, pixels zeroed, rows padded to 4 bytes. noErr and the
-    // world in *world, or paramErr / memFullErr and null.
-    VX_API int32_t NewGWorld(OpaqueGrafPtr * *world, int32_t depth, const Rect* bounds,
-                             uint32_t flags);
-    // A world over the caller's pixels (a framebuffer, a window's backing store): depth 32 or 8,
-    // rowBytes at least one row of bounds' width. The buffer stays the caller's and must outlive
-    // the world. noErr, or paramErr and null.
-    VX_API int32_t NewGWorldFromPtr(OpaqueGrafPtr * *world, int32_t depth, const Rect* bounds,
-                                    void* buffer, int32_t rowBytes);
-    // Releases a world (and its pixels when it owns them); null is ignored.
-    VX_API void DisposeGWorld(OpaqueGrafPtr * world);
+extern "C" {
+// A world of depth 32 or 8 over bounds, pixels zeroed, rows padded to 4 bytes. noErr and the
+// world in *world, or paramErr / memFullErr and null.
+VX_API int32_t NewGWorld(OpaqueGrafPtr** world, int32_t depth, const Rect* bounds, uint32_t flags);
+// A world over the caller's pixels (a framebuffer, a window's backing store): depth 32 or 8,
+// rowBytes at least one row of bounds' width. The buffer stays the caller's and must outlive
+// the world. noErr, or paramErr and null.
+VX_API int32_t NewGWorldFromPtr(OpaqueGrafPtr** world, int32_t depth, const Rect* bounds,
+                                void* buffer, int32_t rowBytes);
+// Releases a world (and its pixels when it owns them); null is ignored.
+VX_API void DisposeGWorld(OpaqueGrafPtr* world);
 
-    VX_API PixMapHandle GetGWorldPixMap(OpaqueGrafPtr * world);
-    // Pixels never move here; locking only counts, so that a drawing can say where it writes
-    // directly. Answers 1.
-    VX_API int32_t LockPixels(PixMapHandle pixMap);
-    VX_API void UnlockPixels(PixMapHandle pixMap);
-    VX_API char* GetPixBaseAddr(PixMapHandle pixMap);
-    VX_API int32_t GetPixRowBytes(PixMapHandle pixMap);
-    VX_API const BitMap* GetPortBitMapForCopyBits(OpaqueGrafPtr * port);
+VX_API PixMapHandle GetGWorldPixMap(OpaqueGrafPtr* world);
+// Pixels never move here; locking only counts, so that a drawing can say where it writes
+// directly. Answers 1.
+VX_API int32_t LockPixels(PixMapHandle pixMap);
+VX_API void UnlockPixels(PixMapHandle pixMap);
+VX_API char* GetPixBaseAddr(PixMapHandle pixMap);
+VX_API int32_t GetPixRowBytes(PixMapHandle pixMap);
+VX_API const BitMap* GetPortBitMapForCopyBits(OpaqueGrafPtr* port);
 
-    // Copies srcRect of src onto dstRect of dst, scaling by nearest neighbour: destination pixel
-    // (x, y) takes source pixel (srcRect.left + (x - dstRect.left) * srcWidth / dstWidth,
-    // srcRect.top + (y - dstRect.top) * srcHeight / dstHeight), quotients truncated. Pixels whose
-    // destination lies outside dst's bounds, or whose source lies outside src's, are left alone.
-    // Both maps must have the same depth, the mode must be srcCopy and the mask null; otherwise
-    // nothing is drawn and the answer is paramErr. Empty rectangles draw nothing (noErr). Within
-    // one map, a same-size copy may overlap itself; a scaled one must not.
-    VX_API int32_t CopyBits(const BitMap* src, const BitMap* dst, const Rect* srcRect,
-                            const Rect* dstRect, int32_t mode, RgnHandle mask);
+// Copies srcRect of src onto dstRect of dst, scaling by nearest neighbour: destination pixel
+// (x, y) takes source pixel (srcRect.left + (x - dstRect.left) * srcWidth / dstWidth,
+// srcRect.top + (y - dstRect.top) * srcHeight / dstHeight), quotients truncated. Pixels whose
+// destination lies outside dst's bounds, or whose source lies outside src's, are left alone.
+// Both maps must have the same depth, the mode must be srcCopy and the mask null; otherwise
+// nothing is drawn and the answer is paramErr. Empty rectangles draw nothing (noErr). Within
+// one map, a same-size copy may overlap itself; a scaled one must not.
+VX_API int32_t CopyBits(const BitMap* src, const BitMap* dst, const Rect* srcRect,
+                        const Rect* dstRect, int32_t mode, RgnHandle mask);
 
-    VX_API void SetRect(Rect * r, int32_t left, int32_t top, int32_t right, int32_t bottom);
-    VX_API void OffsetRect(Rect * r, int32_t dh, int32_t dv);
-    VX_API void SetPt(Point * pt, int32_t h, int32_t v);
-    VX_API bool PtInRect(Point pt, const Rect* r);
+VX_API void SetRect(Rect* r, int32_t left, int32_t top, int32_t right, int32_t bottom);
+VX_API void OffsetRect(Rect* r, int32_t dh, int32_t dv);
+VX_API void SetPt(Point* pt, int32_t h, int32_t v);
+VX_API bool PtInRect(Point pt, const Rect* r);
 }
 
 #endif
