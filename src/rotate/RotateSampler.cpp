@@ -1,26 +1,33 @@
 #include "rotate/RotateSampler.h"
 
+#include "rotate/RotatePixelKernels.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <limits>
 
 namespace {
 
+using rotatekernels::Blend;
+using rotatekernels::Cubic;
+using rotatekernels::Store;
+
 constexpr int32_t kFractionBits = 14;
 constexpr uint32_t kHalf = 1u << (kFractionBits - 1);
+constexpr int64_t kOne = int64_t(1) << kFractionBits;
 
-// Samples are read and written through memcpy: 16-bit lines may start at any byte.
-template <class T>
-inline int32_t Load(const unsigned char* p) {
-    T v;
-    std::memcpy(&v, p, sizeof(T));
-    return int32_t(v);
+inline bool Fits32(int64_t v) {
+    return v >= std::numeric_limits<int32_t>::min() && v <= std::numeric_limits<int32_t>::max();
 }
 
-template <class T>
-inline void Store(unsigned char* p, int32_t v) {
-    const T t = T(v);
-    std::memcpy(p, &t, sizeof(T));
+inline int64_t FloorDiv(int64_t a, int64_t b) {
+    const int64_t q = a / b;
+    return (a % b != 0 && ((a < 0) != (b < 0))) ? q - 1 : q;
+}
+
+inline int64_t CeilDiv(int64_t a, int64_t b) {
+    return -FloorDiv(-a, b);
 }
 
 // The 32-bit accumulators wrap as the fixed-point arithmetic always has; reading one as a
@@ -38,40 +45,6 @@ bool SameName(const char* a, const char* b) {
             return false;
     }
     return true;
-}
-
-// Bilinear blend of one pixel: taps (0,0) and (1,0) at row0 and row0 + step, (0,1) and (1,1)
-// at row1 and row1 + step.
-template <class T, int N>
-inline void Blend(const unsigned char* row0, const unsigned char* row1, ptrdiff_t step, int32_t fx,
-                  int32_t fy, unsigned char* out) {
-    const int32_t gx = 1024 - fx;
-    const int32_t gy = 1024 - fy;
-    for (int n = 0; n < N; ++n) {
-        const ptrdiff_t at = n * ptrdiff_t(sizeof(T));
-        const int32_t top = (Load<T>(row0 + at) * gx + Load<T>(row0 + at + step) * fx + 32) >> 6;
-        const int32_t bottom = (Load<T>(row1 + at) * gx + Load<T>(row1 + at + step) * fx + 32) >> 6;
-        Store<T>(out + at, (top * gy + bottom * fy + 8192) >> 14);
-    }
-}
-
-// Bicubic filter of one pixel over four rows of four taps, `step` bytes apart in each row.
-template <class T, int N>
-inline void Cubic(const unsigned char* const rows[4], ptrdiff_t step, const int16_t* wx,
-                  const int16_t* wy, int32_t maxValue, unsigned char* out) {
-    for (int n = 0; n < N; ++n) {
-        const ptrdiff_t at = n * ptrdiff_t(sizeof(T));
-        int32_t sum = 0;
-        for (int r = 0; r < 4; ++r) {
-            const unsigned char* p = rows[r] + at;
-            const int32_t h =
-                (Load<T>(p) * wx[0] + Load<T>(p + step) * wx[1] + Load<T>(p + 2 * step) * wx[2] +
-                 Load<T>(p + 3 * step) * wx[3] + 32) >>
-                6;
-            sum += h * wy[r];
-        }
-        Store<T>(out + at, std::clamp((sum + 8192) >> 14, 0, maxValue));
-    }
 }
 
 }  // namespace
@@ -110,21 +83,27 @@ const unsigned char* CRotateSampler::Tap(const SourceWindow& window, int32_t x, 
     return scratch;
 }
 
-template <class T, int N>
+template <class T, int N, bool kChecked>
 void CRotateSampler::Nearest(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                              unsigned char* out) const {
     constexpr ptrdiff_t kPixel = N * sizeof(T);
     const uint32_t c = uint32_t(m_frame.cosine);
     const uint32_t s = uint32_t(m_frame.sine);
+    const unsigned char* origin =
+        window.pixels - ptrdiff_t(window.top) * window.stride - ptrdiff_t(window.left) * kPixel;
     unsigned char scratch[kPixel];
     for (int32_t j = 0; j < count; ++j, x += c, y -= s, out += kPixel) {
         const int32_t sx = Signed(x + kHalf) >> kFractionBits;
         const int32_t sy = Signed(y + kHalf) >> kFractionBits;
-        std::memcpy(out, Tap(window, sx, sy, scratch), kPixel);
+        if (kChecked)
+            std::memcpy(out, Tap(window, sx, sy, scratch), kPixel);
+        else
+            std::memcpy(out, origin + ptrdiff_t(sy) * window.stride + ptrdiff_t(sx) * kPixel,
+                        kPixel);
     }
 }
 
-template <class T, int N>
+template <class T, int N, bool kChecked>
 void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                               unsigned char* out) const {
     constexpr ptrdiff_t kPixel = N * sizeof(T);
@@ -132,11 +111,9 @@ void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y
     const uint32_t s = uint32_t(m_frame.sine);
     const int32_t width = m_frame.width;
     const int32_t height = m_frame.height;
-    // Positions whose 2 x 2 taps all lie in the window.
-    const int32_t left = window.left;
-    const int32_t right = window.right - 1;
-    const int32_t top = window.top;
-    const int32_t bottom = window.bottom - 1;
+    const ptrdiff_t stride = window.stride;
+    const unsigned char* origin =
+        window.pixels - ptrdiff_t(window.top) * stride - ptrdiff_t(window.left) * kPixel;
     unsigned char block[4 * kPixel];
     unsigned char scratch[kPixel];
     for (int32_t j = 0; j < count; ++j, x += c, y -= s, out += kPixel) {
@@ -144,10 +121,11 @@ void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y
         const int32_t sy = Signed(y) >> kFractionBits;
         const int32_t fx = (Signed(x) >> 4) & 1023;
         const int32_t fy = (Signed(y) >> 4) & 1023;
-        if (sx >= left && sx <= right && sy >= top && sy <= bottom) {
-            const unsigned char* row0 =
-                window.pixels + ptrdiff_t(sy - top) * window.stride + ptrdiff_t(sx - left) * kPixel;
-            Blend<T, N>(row0, row0 + window.stride, kPixel, fx, fy, out);
+        // Unchecked runs hold only positions whose 2 x 2 taps lie in the window.
+        if (!kChecked ||
+            (sx >= window.left && sx < window.right && sy >= window.top && sy < window.bottom)) {
+            const unsigned char* row0 = origin + ptrdiff_t(sy) * stride + ptrdiff_t(sx) * kPixel;
+            Blend<T, N>(row0, row0 + stride, fx, fy, out);
             continue;
         }
         if (sx < -1 || sx > width - 1 || sy < -1 || sy > height - 1) {
@@ -160,11 +138,11 @@ void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y
                             kPixel);
             }
         }
-        Blend<T, N>(block, block + 2 * kPixel, kPixel, fx, fy, out);
+        Blend<T, N>(block, block + 2 * kPixel, fx, fy, out);
     }
 }
 
-template <class T, int N>
+template <class T, int N, bool kChecked>
 void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                              unsigned char* out) const {
     constexpr ptrdiff_t kPixel = N * sizeof(T);
@@ -173,11 +151,9 @@ void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y,
     const int32_t width = m_frame.width;
     const int32_t height = m_frame.height;
     const int32_t maxValue = m_frame.maxValue;
-    // Positions whose 4 x 4 taps (from -1 to +2) all lie in the window.
-    const int32_t left = window.left + 1;
-    const int32_t right = window.right - 2;
-    const int32_t top = window.top + 1;
-    const int32_t bottom = window.bottom - 2;
+    const ptrdiff_t stride = window.stride;
+    const unsigned char* origin =
+        window.pixels - ptrdiff_t(window.top) * stride - ptrdiff_t(window.left) * kPixel;
     unsigned char block[16 * kPixel];
     unsigned char scratch[kPixel];
     const unsigned char* rows[4];
@@ -186,13 +162,14 @@ void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y,
         const int32_t sy = Signed(y) >> kFractionBits;
         const int16_t* wx = m_weights[(Signed(x) >> 8) & 63];
         const int16_t* wy = m_weights[(Signed(y) >> 8) & 63];
-        if (sx >= left && sx <= right && sy >= top && sy <= bottom) {
-            rows[0] = window.pixels + ptrdiff_t(sy - 1 - window.top) * window.stride +
-                      ptrdiff_t(sx - 1 - window.left) * kPixel;
-            rows[1] = rows[0] + window.stride;
-            rows[2] = rows[1] + window.stride;
-            rows[3] = rows[2] + window.stride;
-            Cubic<T, N>(rows, kPixel, wx, wy, maxValue, out);
+        // Unchecked runs hold only positions whose taps from -1 to +2 lie in the window.
+        if (!kChecked || (sx > window.left && sx + 2 <= window.right && sy > window.top &&
+                          sy + 2 <= window.bottom)) {
+            rows[0] = origin + ptrdiff_t(sy - 1) * stride + ptrdiff_t(sx - 1) * kPixel;
+            rows[1] = rows[0] + stride;
+            rows[2] = rows[1] + stride;
+            rows[3] = rows[2] + stride;
+            Cubic<T, N>(rows, wx, wy, maxValue, out);
             continue;
         }
         if (sx < -2 || sx > width || sy < -2 || sy > height) {
@@ -206,60 +183,135 @@ void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y,
             }
             rows[r] = block + 4 * r * kPixel;
         }
-        Cubic<T, N>(rows, kPixel, wx, wy, maxValue, out);
+        Cubic<T, N>(rows, wx, wy, maxValue, out);
     }
 }
 
-template <class T, int N>
-void CRotateSampler::DispatchMethod(RotateMethod method, const SourceWindow& window, uint32_t x,
-                                    uint32_t y, int32_t count, unsigned char* out) const {
-    switch (method) {
-        case RotateMethod::kNearest:
-            Nearest<T, N>(window, x, y, count, out);
-            break;
-        case RotateMethod::kBilinear:
-            Bilinear<T, N>(window, x, y, count, out);
-            break;
-        case RotateMethod::kBicubic:
-            Bicubic<T, N>(window, x, y, count, out);
-            break;
-        case RotateMethod::kNone:
-            break;
+// Output pixels j in [0, count) whose positions ((start + j * step + offset) >> 14) lie in
+// [low, high], as [first, end). The positions are taken without 32-bit wrapping.
+void CRotateSampler::Span(int64_t start, int64_t step, int64_t low, int64_t high, int32_t count,
+                          int32_t& first, int32_t& end) {
+    const int64_t lo = low * kOne - start;
+    const int64_t hi = high * kOne + (kOne - 1) - start;
+    int64_t jMin = 0;
+    int64_t jMax = count - 1;
+    if (step > 0) {
+        jMin = CeilDiv(lo, step);
+        jMax = FloorDiv(hi, step);
+    } else if (step < 0) {
+        jMin = CeilDiv(hi, step);
+        jMax = FloorDiv(lo, step);
+    } else if (lo > 0 || hi < 0) {
+        jMax = -1;
     }
+    first = int32_t(std::clamp<int64_t>(jMin, 0, count));
+    end = int32_t(std::clamp<int64_t>(jMax + 1, first, count));
+}
+
+// A run falls into up to five parts along the output line: background, checked samples near
+// the image's edge, unchecked samples inside the window, checked samples, background. The
+// parts come from the linear mapping; where the 32-bit positions could wrap, the whole run is
+// checked sample by sample.
+template <class T, int N>
+void CRotateSampler::Run(RotateMethod method, const SourceWindow& window, const Walk& walk,
+                         int32_t count, unsigned char* out) const {
+    // Taps reach `before` pixels left of (above) the sampled position and `after` right of it.
+    int32_t before = 0;
+    int32_t after = 0;
+    int64_t offset = 0;
+    if (method == RotateMethod::kNearest) {
+        offset = kHalf;
+    } else if (method == RotateMethod::kBilinear) {
+        after = 1;
+    } else {
+        before = 1;
+        after = 2;
+    }
+    const int64_t c = m_frame.cosine;
+    const int64_t s = m_frame.sine;
+    const int64_t last = count - 1;
+    int32_t touch = 0;  // samples [touch, away) have a tap in the image
+    int32_t away = count;
+    int32_t first = count;  // samples [first, end) have every tap in the window
+    int32_t end = count;
+    const bool wraps = !Fits32(walk.x) || !Fits32(walk.y) || !Fits32(walk.x + last * c) ||
+                       !Fits32(walk.y - last * s);
+    if (!wraps) {
+        int32_t xFirst = 0, xEnd = 0, yFirst = 0, yEnd = 0;
+        Span(walk.x + offset, c, -after, int64_t(m_frame.width) - 1 + before, count, xFirst, xEnd);
+        Span(walk.y + offset, -s, -after, int64_t(m_frame.height) - 1 + before, count, yFirst,
+             yEnd);
+        touch = std::max(xFirst, yFirst);
+        away = std::max(touch, std::min(xEnd, yEnd));
+        first = end = away;
+        if (!window.Empty()) {
+            Span(walk.x + offset, c, window.left + before, int64_t(window.right) - after, count,
+                 xFirst, xEnd);
+            Span(walk.y + offset, -s, window.top + before, int64_t(window.bottom) - after, count,
+                 yFirst, yEnd);
+            first = std::clamp(std::max(xFirst, yFirst), touch, away);
+            end = std::clamp(std::min(xEnd, yEnd), first, away);
+        }
+    }
+    constexpr ptrdiff_t kPixel = N * sizeof(T);
+    auto sample = [&](bool checked, int32_t from, int32_t to) {
+        if (to <= from) return;
+        const uint32_t x = uint32_t(walk.x) + uint32_t(from) * uint32_t(c);
+        const uint32_t y = uint32_t(walk.y) - uint32_t(from) * uint32_t(s);
+        unsigned char* at = out + from * kPixel;
+        switch (method) {
+            case RotateMethod::kNearest:
+                return checked ? Nearest<T, N, true>(window, x, y, to - from, at)
+                               : Nearest<T, N, false>(window, x, y, to - from, at);
+            case RotateMethod::kBilinear:
+                return checked ? Bilinear<T, N, true>(window, x, y, to - from, at)
+                               : Bilinear<T, N, false>(window, x, y, to - from, at);
+            case RotateMethod::kBicubic:
+                return checked ? Bicubic<T, N, true>(window, x, y, to - from, at)
+                               : Bicubic<T, N, false>(window, x, y, to - from, at);
+            case RotateMethod::kNone:
+                return;
+        }
+    };
+    auto fill = [&](int32_t from, int32_t to) {
+        for (unsigned char* at = out + from * kPixel; from < to; ++from, at += kPixel)
+            std::memcpy(at, m_background, kPixel);
+    };
+    fill(0, touch);
+    sample(true, touch, first);
+    sample(false, first, end);
+    sample(true, end, away);
+    fill(away, count);
 }
 
 template <class T>
-void CRotateSampler::Dispatch(RotateMethod method, const SourceWindow& window, uint32_t x,
-                              uint32_t y, int32_t count, unsigned char* out) const {
+void CRotateSampler::Dispatch(RotateMethod method, const SourceWindow& window, const Walk& walk,
+                              int32_t count, unsigned char* out) const {
     switch (m_frame.samples) {
         case 1:
-            DispatchMethod<T, 1>(method, window, x, y, count, out);
-            break;
+            return Run<T, 1>(method, window, walk, count, out);
         case 3:
-            DispatchMethod<T, 3>(method, window, x, y, count, out);
-            break;
+            return Run<T, 3>(method, window, walk, count, out);
         case 4:
-            DispatchMethod<T, 4>(method, window, x, y, count, out);
-            break;
+            return Run<T, 4>(method, window, walk, count, out);
         default:
-            break;
+            return;
     }
 }
 
 void CRotateSampler::SampleRun(RotateMethod method, const SourceWindow& window, int32_t line,
                                int32_t first, int32_t count, void* out) const {
     if (method == RotateMethod::kBicubic && m_weights == nullptr) return;
-    const uint32_t ox = uint32_t(m_frame.originX) + uint32_t(first);
-    const uint32_t oy = uint32_t(m_frame.originY) + uint32_t(line);
-    const uint32_t c = uint32_t(m_frame.cosine);
-    const uint32_t s = uint32_t(m_frame.sine);
-    const uint32_t x = ox * c + oy * s;
-    const uint32_t y = oy * c - ox * s;
+    const int64_t ox = int64_t(m_frame.originX) + first;
+    const int64_t oy = int64_t(m_frame.originY) + line;
+    Walk walk;
+    walk.x = ox * m_frame.cosine + oy * m_frame.sine;
+    walk.y = oy * m_frame.cosine - ox * m_frame.sine;
     unsigned char* bytes = static_cast<unsigned char*>(out);
     if (m_frame.bitsPerSample == 16)
-        Dispatch<uint16_t>(method, window, x, y, count, bytes);
+        Dispatch<uint16_t>(method, window, walk, count, bytes);
     else
-        Dispatch<uint8_t>(method, window, x, y, count, bytes);
+        Dispatch<uint8_t>(method, window, walk, count, bytes);
 }
 
 SourceWindow CRotateSampler::Footprint(RotateMethod method, int32_t line, int32_t lines,

@@ -71,21 +71,32 @@ public:
     void MaxFootprint(int32_t lines, int32_t count, int64_t& width, int64_t& height) const;
 
 private:
-    template <class T, int N>
+    // The fixed-point position of a run's first pixel, as 64-bit values (the kernels take
+    // them wrapped to 32 bits).
+    struct Walk {
+        int64_t x = 0;
+        int64_t y = 0;
+    };
+
+    // kChecked runs test every sample against the window and take the slow route outside it;
+    // unchecked runs hold only samples whose taps all lie in the window.
+    template <class T, int N, bool kChecked>
     void Nearest(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                  unsigned char* out) const;
-    template <class T, int N>
+    template <class T, int N, bool kChecked>
     void Bilinear(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                   unsigned char* out) const;
-    template <class T, int N>
+    template <class T, int N, bool kChecked>
     void Bicubic(const SourceWindow& window, uint32_t x, uint32_t y, int32_t count,
                  unsigned char* out) const;
-    template <class T>
-    void Dispatch(RotateMethod method, const SourceWindow& window, uint32_t x, uint32_t y,
-                  int32_t count, unsigned char* out) const;
     template <class T, int N>
-    void DispatchMethod(RotateMethod method, const SourceWindow& window, uint32_t x, uint32_t y,
-                        int32_t count, unsigned char* out) const;
+    void Run(RotateMethod method, const SourceWindow& window, const Walk& walk, int32_t count,
+             unsigned char* out) const;
+    template <class T>
+    void Dispatch(RotateMethod method, const SourceWindow& window, const Walk& walk, int32_t count,
+                  unsigned char* out) const;
+    static void Span(int64_t start, int64_t step, int64_t low, int64_t high, int32_t count,
+                     int32_t& first, int32_t& end);
 
     // One tap of the slow route: background outside the image, the window's pixel inside it,
     // else the adapter's (into scratch).

@@ -252,18 +252,22 @@ bool CUtilRotate::PrepareBlocks() {
         m_method == RotateMethod::kBicubic ? RotateBicubicWeights() : nullptr;
     m_pSampler.reset(new (std::nothrow) CRotateSampler(frame, *m_pAccess, weights));
     if (m_pSampler == nullptr) return false;
-    if (m_pImage != nullptr) return true;
 
     const int64_t pixelBytes = PixelBytes();
     int64_t blockBytes = 0;
     if (m_lAngle == 18000) {
-        blockBytes = m_lWidth * pixelBytes;
+        // A memory row is reversed in place; a container row is copied out first.
+        if (m_pImage == nullptr) blockBytes = m_lWidth * pixelBytes;
     } else if (IsRightAngle()) {
+        // Columns are read from a band of them copied out together, even from memory: walking
+        // a column in place touches a new page at every pixel.
         const int64_t columnBytes = m_lHeight * pixelBytes;
         m_lBandColumns = int32_t(std::clamp<int64_t>(kBlockBudget / columnBytes, 1, kGroupLines));
         m_lBandColumns = std::min(m_lBandColumns, m_lWidth);
         blockBytes = m_lBandColumns * columnBytes;
     } else {
+        // Output lines are rendered in groups, tile by tile, so that the source pixels under a
+        // tile are copied out once and read while they are still in the cache.
         const int64_t lineBytes = std::max<int64_t>(int64_t(m_lOutWidth) * pixelBytes, 1);
         m_lGroupLines = int32_t(std::clamp<int64_t>(kBlockBudget / lineBytes, 1, kGroupLines));
         m_lGroupLines = std::min(m_lGroupLines, std::max(m_lOutHeight, 1));
@@ -273,9 +277,8 @@ bool CUtilRotate::PrepareBlocks() {
         m_pSampler->MaxFootprint(m_lGroupLines, kTileWidth, width, height);
         blockBytes = width * height * pixelBytes;
     }
-    return blockBytes > std::numeric_limits<int32_t>::max()
-               ? false
-               : m_block.Create(int32_t(std::max<int64_t>(blockBytes, 1))) != 0;
+    if (blockBytes > std::numeric_limits<int32_t>::max()) return false;
+    return blockBytes < 1 || m_block.Create(int32_t(blockBytes)) != 0;
 }
 
 int32_t CUtilRotate::GetOutputImageSize(int32_t& width, int32_t& height) {
@@ -355,20 +358,13 @@ void CUtilRotate::TurnLine(int32_t line, unsigned char* out) {
 // direction the columns are asked for.
 const unsigned char* CUtilRotate::SourceColumn(int32_t column, bool bottomUp, ptrdiff_t& step) {
     const ptrdiff_t pixelBytes = PixelBytes();
-    const unsigned char* top = nullptr;
-    ptrdiff_t stride = 0;
-    if (m_pImage != nullptr) {
-        top = m_pImage + column * pixelBytes;
-        stride = m_lImageStride;
-    } else {
-        if (column < m_lBandFirst || column > m_lBandLast) {
-            m_lBandFirst = bottomUp ? column : std::max(column - m_lBandColumns + 1, 0);
-            m_lBandLast = std::min(m_lBandFirst + m_lBandColumns - 1, m_lWidth - 1);
-            m_pAccess->GetBoxData(m_block.Get(), m_lBandFirst, 0, m_lBandLast, m_lHeight - 1);
-        }
-        stride = (m_lBandLast - m_lBandFirst + 1) * pixelBytes;
-        top = m_block.Get() + (column - m_lBandFirst) * pixelBytes;
+    if (column < m_lBandFirst || column > m_lBandLast) {
+        m_lBandFirst = bottomUp ? column : std::max(column - m_lBandColumns + 1, 0);
+        m_lBandLast = std::min(m_lBandFirst + m_lBandColumns - 1, m_lWidth - 1);
+        m_pAccess->GetBoxData(m_block.Get(), m_lBandFirst, 0, m_lBandLast, m_lHeight - 1);
     }
+    const ptrdiff_t stride = (m_lBandLast - m_lBandFirst + 1) * pixelBytes;
+    const unsigned char* top = m_block.Get() + (column - m_lBandFirst) * pixelBytes;
     step = bottomUp ? -stride : stride;
     return bottomUp ? top + (m_lHeight - 1) * stride : top;
 }
@@ -387,22 +383,14 @@ const unsigned char* CUtilRotate::SourceRowReversed(int32_t row, ptrdiff_t& step
 }
 
 void CUtilRotate::SampleLine(int32_t line, unsigned char* out) {
-    if (m_pImage != nullptr) {
-        SourceWindow image;
-        image.pixels = m_pImage;
-        image.stride = m_lImageStride;
-        image.right = m_lWidth - 1;
-        image.bottom = m_lHeight - 1;
-        m_pSampler->SampleRun(m_method, image, line, 0, m_lOutWidth, out);
-        return;
-    }
     if (line < m_lGroupFirst || line >= m_lGroupFirst + m_lGroupCount) RenderGroup(line);
     const size_t lineBytes = size_t(m_lOutWidth) * size_t(PixelBytes());
     std::memcpy(out, m_group.Get() + (line - m_lGroupFirst) * lineBytes, lineBytes);
 }
 
 // Renders output lines first .. first + group - 1 tile by tile, each tile from one block of
-// source pixels copied out of the container.
+// the source pixels under it. The block is copied out even from a memory image: a compact
+// block keeps the tile's reads within few cache lines and pages.
 void CUtilRotate::RenderGroup(int32_t first) {
     const int32_t lines = std::min(m_lGroupLines, m_lOutHeight - first);
     const ptrdiff_t pixelBytes = PixelBytes();
