@@ -113,7 +113,7 @@ void RegisterAll() {
                 name.c_str(),
                 [=](benchmark::State& state) { Rotate(state, fromContainer, c.angle, c.method); })
                 ->Unit(benchmark::kMillisecond)
-                ->MinTime(2.0);
+                ->MinTime(1.0);
         }
     }
 }

@@ -226,7 +226,7 @@ int32_t CUtilRotate::BeginCommon() {
         return kVxErrRotateTooLarge;
     }
     m_lLineBytes = int32_t(rowBytes);
-    if (rowBytes >= 1 && (m_lineBuffer.Create(m_lLineBytes) == 0 || !PrepareBlocks())) {
+    if ((rowBytes >= 1 && m_lineBuffer.Create(m_lLineBytes) == 0) || !PrepareBlocks()) {
         m_bBegun = 0;
         return kVxErrAccessMemory;
     }
@@ -234,7 +234,7 @@ int32_t CUtilRotate::BeginCommon() {
     return kVxOk;
 }
 
-// The sampler and the blocks a container source is read through.
+// The sampler, and the blocks the source is read through.
 bool CUtilRotate::PrepareBlocks() {
     RotateFrame frame;
     frame.cosine = m_lCos;

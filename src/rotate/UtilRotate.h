@@ -5,10 +5,10 @@
 // of its quadrant. Right angles copy pixels by index; every other angle samples through
 // CRotateSampler.
 //
-// A memory source is read in place. A container source is read in blocks, so that no output
-// pixel costs a container call of its own: a band of source columns (or one source row) for
-// right angles, and for other angles the pixels under one tile of output, the tiles of a group
-// of output lines being rendered together and handed out one line per call.
+// The source is read in blocks, so that no output pixel costs an adapter call of its own: a
+// band of source columns for quarter turns, one source row for a half turn (read in place from
+// memory), and for other angles the pixels under one tile of output, the tiles of a group of
+// output lines being rendered together and handed out one line per call.
 #ifndef VANDREL_ROTATE_UTILROTATE_H
 #define VANDREL_ROTATE_UTILROTATE_H
 
