@@ -89,8 +89,6 @@ void CRotateSampler::Nearest(const SourceWindow& window, uint32_t x, uint32_t y,
     constexpr ptrdiff_t kPixel = N * sizeof(T);
     const uint32_t c = uint32_t(m_frame.cosine);
     const uint32_t s = uint32_t(m_frame.sine);
-    const unsigned char* origin =
-        window.pixels - ptrdiff_t(window.top) * window.stride - ptrdiff_t(window.left) * kPixel;
     unsigned char scratch[kPixel];
     for (int32_t j = 0; j < count; ++j, x += c, y -= s, out += kPixel) {
         const int32_t sx = Signed(x + kHalf) >> kFractionBits;
@@ -98,7 +96,9 @@ void CRotateSampler::Nearest(const SourceWindow& window, uint32_t x, uint32_t y,
         if (kChecked)
             std::memcpy(out, Tap(window, sx, sy, scratch), kPixel);
         else
-            std::memcpy(out, origin + ptrdiff_t(sy) * window.stride + ptrdiff_t(sx) * kPixel,
+            std::memcpy(out,
+                        window.pixels + ptrdiff_t(sy - window.top) * window.stride +
+                            ptrdiff_t(sx - window.left) * kPixel,
                         kPixel);
     }
 }
@@ -112,8 +112,6 @@ void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y
     const int32_t width = m_frame.width;
     const int32_t height = m_frame.height;
     const ptrdiff_t stride = window.stride;
-    const unsigned char* origin =
-        window.pixels - ptrdiff_t(window.top) * stride - ptrdiff_t(window.left) * kPixel;
     unsigned char block[4 * kPixel];
     unsigned char scratch[kPixel];
     for (int32_t j = 0; j < count; ++j, x += c, y -= s, out += kPixel) {
@@ -124,7 +122,8 @@ void CRotateSampler::Bilinear(const SourceWindow& window, uint32_t x, uint32_t y
         // Unchecked runs hold only positions whose 2 x 2 taps lie in the window.
         if (!kChecked ||
             (sx >= window.left && sx < window.right && sy >= window.top && sy < window.bottom)) {
-            const unsigned char* row0 = origin + ptrdiff_t(sy) * stride + ptrdiff_t(sx) * kPixel;
+            const unsigned char* row0 = window.pixels + ptrdiff_t(sy - window.top) * stride +
+                                        ptrdiff_t(sx - window.left) * kPixel;
             Blend<T, N>(row0, row0 + stride, fx, fy, out);
             continue;
         }
@@ -152,8 +151,6 @@ void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y,
     const int32_t height = m_frame.height;
     const int32_t maxValue = m_frame.maxValue;
     const ptrdiff_t stride = window.stride;
-    const unsigned char* origin =
-        window.pixels - ptrdiff_t(window.top) * stride - ptrdiff_t(window.left) * kPixel;
     unsigned char block[16 * kPixel];
     unsigned char scratch[kPixel];
     const unsigned char* rows[4];
@@ -165,7 +162,8 @@ void CRotateSampler::Bicubic(const SourceWindow& window, uint32_t x, uint32_t y,
         // Unchecked runs hold only positions whose taps from -1 to +2 lie in the window.
         if (!kChecked || (sx > window.left && sx + 2 <= window.right && sy > window.top &&
                           sy + 2 <= window.bottom)) {
-            rows[0] = origin + ptrdiff_t(sy - 1) * stride + ptrdiff_t(sx - 1) * kPixel;
+            rows[0] = window.pixels + ptrdiff_t(sy - 1 - window.top) * stride +
+                      ptrdiff_t(sx - 1 - window.left) * kPixel;
             rows[1] = rows[0] + stride;
             rows[2] = rows[1] + stride;
             rows[3] = rows[2] + stride;
@@ -273,9 +271,14 @@ void CRotateSampler::Run(RotateMethod method, const SourceWindow& window, const 
                 return;
         }
     };
+    // One background pixel, then copies of what is already filled, doubling each time.
     auto fill = [&](int32_t from, int32_t to) {
-        for (unsigned char* at = out + from * kPixel; from < to; ++from, at += kPixel)
-            std::memcpy(at, m_background, kPixel);
+        if (to <= from) return;
+        unsigned char* at = out + from * kPixel;
+        const size_t total = size_t(to - from) * kPixel;
+        std::memcpy(at, m_background, kPixel);
+        for (size_t filled = kPixel; filled < total; filled *= 2)
+            std::memcpy(at + filled, at, std::min(filled, total - filled));
     };
     fill(0, touch);
     sample(true, touch, first);
