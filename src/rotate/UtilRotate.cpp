@@ -353,9 +353,9 @@ void CUtilRotate::TurnLine(int32_t line, unsigned char* out) {
     CopyStrided(from, step, count, PixelBytes(), out);
 }
 
-// The first pixel of a source column and the step between its pixels, upwards or downwards. A
-// container's columns come in bands copied out together, the next band reaching in the
-// direction the columns are asked for.
+// The first pixel of a source column and the step between its pixels, upwards or downwards.
+// Columns come in bands copied out together, the next band reaching in the direction the
+// columns are asked for.
 const unsigned char* CUtilRotate::SourceColumn(int32_t column, bool bottomUp, ptrdiff_t& step) {
     const ptrdiff_t pixelBytes = PixelBytes();
     if (column < m_lBandFirst || column > m_lBandLast) {
