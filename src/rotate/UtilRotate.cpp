@@ -207,8 +207,8 @@ int32_t CUtilRotate::BeginCommon() {
     m_method = RotateMethodFromName(m_request.strResizeMethod);
     if (m_method == RotateMethod::kNone) return kVxErrRotateRequest;
     if (TakeDepth(m_lBitsPerPixel) != kVxOk) return kVxErrRotateRequest;
-    // A non-finite angle has no reduction; it is a request we cannot take.
-    if (!std::isfinite(m_request.dAngle)) return kVxErrRotateRequest;
+    // An angle whose hundredths are not finite has no reduction; it is a request we cannot take.
+    if (!std::isfinite(m_request.dAngle * 100)) return kVxErrRotateRequest;
 
     m_lAngle = ReduceAngle(m_request.dAngle);
     const double radians = m_lAngle / 100.0 * 3.141592653589793 / 180.0;

@@ -93,7 +93,8 @@ TEST(RotateSetup, RefusesWhatItCannotRotate) {
         EXPECT_EQ(BeginWith(c.info, RotateRequest(0, c.method)), c.status) << c.what;
     for (int32_t bits : {8, 16, 24, 32, 48, 64})
         EXPECT_EQ(BeginWith(ImageInfo(5, 5, bits), RotateRequest(30)), kVxOk) << bits;
-    EXPECT_EQ(BeginWith(ImageInfo(5, 5, 24), RotateRequest(std::nan(""))), kVxErrRotateRequest);
+    for (double angle : {std::nan(""), HUGE_VAL, 1e308})
+        EXPECT_EQ(BeginWith(ImageInfo(5, 5, 24), RotateRequest(angle)), kVxErrRotateRequest);
 }
 
 TEST(RotateSetup, RefusesOutputsOver2GB) {
