@@ -1,0 +1,408 @@
+#include "JpegPlugIn.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include <jpeglib.h>
+
+#include "../common/CodecSupport.h"
+#include "vandrel/Export.h"
+
+namespace vxcodec {
+
+namespace {
+
+const CodecIdentity kJpegIdentity = {"JPEG", "JPEG", ".jpg;.jpeg;.jpe;.jfif;JPEG;jpeg;", 3};
+
+// libjpeg reports fatal errors through error_exit, which must not return. Ours jumps back to
+// the guarded function that called the library; everything between is C code and plain data,
+// so the jump skips no destructor.
+struct GuardedErrors {
+    jpeg_error_mgr pub;  // first, so the library's pointer is also ours
+    jmp_buf jump;
+    int32_t code;  // the status a jump reports; 0 means damaged data
+};
+
+extern "C" void JpegErrorExit(j_common_ptr cinfo) {
+    longjmp(reinterpret_cast<GuardedErrors*>(cinfo->err)->jump, 1);
+}
+
+// Warnings (level -1) are counted and turned into a warning status; nothing is printed.
+extern "C" void JpegEmitMessage(j_common_ptr cinfo, int level) {
+    if (level < 0) cinfo->err->num_warnings++;
+}
+
+extern "C" void JpegOutputMessage(j_common_ptr) {}
+
+void InstallGuard(GuardedErrors& errors) {
+    jpeg_std_error(&errors.pub);
+    errors.pub.error_exit = JpegErrorExit;
+    errors.pub.emit_message = JpegEmitMessage;
+    errors.pub.output_message = JpegOutputMessage;
+    errors.code = 0;
+}
+
+int32_t FailureCode(const GuardedErrors& errors) {
+    return errors.code != 0 ? errors.code : kVxErrCodecData;
+}
+
+}  // namespace
+
+struct JpegDecoder {
+    jpeg_decompress_struct cinfo;
+    GuardedErrors errors;
+    jpeg_progress_mgr progressManager;
+    CDecodeProgress* progress;
+    std::FILE* file;
+    bool failed;
+    bool finished;  // the last line is out and the file's end has been read
+    bool cmyk;
+    bool invertedCmyk;  // Adobe writers store CMYK inverted
+};
+
+struct JpegEncoder {
+    jpeg_compress_struct cinfo;
+    GuardedErrors errors;
+    std::FILE* file;
+    bool failed;
+};
+
+namespace {
+
+extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
+    JpegDecoder* decoder = static_cast<JpegDecoder*>(cinfo->client_data);
+    const jpeg_progress_mgr* p = cinfo->progress;
+    double passes = p->total_passes > 0 ? p->total_passes : 1;
+    double within = p->pass_limit > 0 ? double(p->pass_counter) / double(p->pass_limit) : 0.0;
+    if (!decoder->progress->Advance((p->completed_passes + within) / passes)) {
+        decoder->errors.code = kVxErrCancelled;
+        longjmp(decoder->errors.jump, 1);
+    }
+}
+
+// --- Guarded calls: setjmp, then the library; no C++ object lives in these frames. ---
+
+bool GuardedReadHeader(JpegDecoder* d) {
+    if (setjmp(d->errors.jump)) return false;
+    jpeg_create_decompress(&d->cinfo);
+    jpeg_stdio_src(&d->cinfo, d->file);
+    jpeg_read_header(&d->cinfo, TRUE);
+    return true;
+}
+
+bool GuardedStartDecompress(JpegDecoder* d) {
+    if (setjmp(d->errors.jump)) return false;
+    jpeg_start_decompress(&d->cinfo);
+    return true;
+}
+
+bool GuardedReadScanline(JpegDecoder* d, JSAMPROW row) {
+    if (setjmp(d->errors.jump)) return false;
+    return jpeg_read_scanlines(&d->cinfo, &row, 1) == 1;
+}
+
+bool GuardedFinishDecompress(JpegDecoder* d) {
+    if (setjmp(d->errors.jump)) return false;
+    jpeg_finish_decompress(&d->cinfo);
+    return true;
+}
+
+bool GuardedSkipScanlines(JpegDecoder* d, JDIMENSION count) {
+    if (setjmp(d->errors.jump)) return false;
+    return jpeg_skip_scanlines(&d->cinfo, count) == count;
+}
+
+bool GuardedStartCompress(JpegEncoder* e, JDIMENSION width, JDIMENSION height, bool grey,
+                          int quality) {
+    if (setjmp(e->errors.jump)) return false;
+    jpeg_create_compress(&e->cinfo);
+    jpeg_stdio_dest(&e->cinfo, e->file);
+    e->cinfo.image_width = width;
+    e->cinfo.image_height = height;
+    e->cinfo.input_components = grey ? 1 : 3;
+    e->cinfo.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(&e->cinfo);
+    jpeg_set_quality(&e->cinfo, quality, TRUE);
+    jpeg_start_compress(&e->cinfo, TRUE);
+    return true;
+}
+
+bool GuardedWriteScanline(JpegEncoder* e, JSAMPROW row) {
+    if (setjmp(e->errors.jump)) return false;
+    return jpeg_write_scanlines(&e->cinfo, &row, 1) == 1;
+}
+
+bool GuardedFinishCompress(JpegEncoder* e) {
+    if (setjmp(e->errors.jump)) return false;
+    jpeg_finish_compress(&e->cinfo);
+    return true;
+}
+
+void DestroyDecoder(JpegDecoder* d) {
+    if (d == nullptr) return;
+    jpeg_destroy_decompress(&d->cinfo);  // never fails; safe on a half-made object
+    if (d->file != nullptr) std::fclose(d->file);
+    delete d;
+}
+
+// Opens the file and reads its header. On failure *code says why and nothing is left open.
+JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+    JpegDecoder* d = new (std::nothrow) JpegDecoder();
+    if (d == nullptr) {
+        *code = kVxErrCodecMemory;
+        return nullptr;
+    }
+    d->cinfo.err = &d->errors.pub;
+    InstallGuard(d->errors);
+    d->file = std::fopen(fileName, "rb");
+    if (d->file == nullptr) {
+        *code = kVxErrCodecOpen;
+        delete d;
+        return nullptr;
+    }
+    if (!GuardedReadHeader(d)) {
+        *code = d->cinfo.global_state == 0 ? kVxErrCodecMemory : kVxErrCodecFormat;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    if (!AcceptableSize(d->cinfo.image_width, d->cinfo.image_height)) {
+        *code = kVxErrCodecTooLarge;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    *code = 1;
+    return d;
+}
+
+// CMYK as most writers store it: 0 = no ink. Adobe's writers invert every sample.
+void CmykToRgb(const unsigned char* cmyk, unsigned char* rgb, JDIMENSION width, bool inverted) {
+    for (JDIMENSION x = 0; x < width; ++x, cmyk += 4, rgb += 3) {
+        unsigned k = inverted ? cmyk[3] : 255u - cmyk[3];
+        for (int c = 0; c < 3; ++c) {
+            unsigned v = inverted ? cmyk[c] : 255u - cmyk[c];
+            rgb[c] = static_cast<unsigned char>((v * k + 127) / 255);
+        }
+    }
+}
+
+}  // namespace
+
+CJpegPlugIn::CJpegPlugIn() : CPlugInBase(kJpegIdentity) {}
+
+CJpegPlugIn::~CJpegPlugIn() {
+    Close();
+}
+
+IPlugIn* CJpegPlugIn::CreateInstance() {
+    return new (std::nothrow) CJpegPlugIn();
+}
+
+bool CJpegPlugIn::HasSignature(const unsigned char* head) const {
+    return head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF;
+}
+
+const char* CJpegPlugIn::GetDecoderVersion() {
+#define VX_JPEG_TEXT2(x) #x
+#define VX_JPEG_TEXT(x) VX_JPEG_TEXT2(x)
+#ifdef LIBJPEG_TURBO_VERSION
+    return "libjpeg-turbo " VX_JPEG_TEXT(LIBJPEG_TURBO_VERSION) " (JPEG library " VX_JPEG_TEXT(
+        JPEG_LIB_VERSION) ")";
+#else
+    return "IJG libjpeg " VX_JPEG_TEXT(JPEG_LIB_VERSION);
+#endif
+#undef VX_JPEG_TEXT
+#undef VX_JPEG_TEXT2
+}
+
+int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
+    if (status == nullptr) return kVxErrInvalidArgument;
+    int32_t code;
+    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    if (d == nullptr) return code;
+    DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
+                  false, d->cinfo.num_components * 8);
+    code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
+    DestroyDecoder(d);
+    return code;
+}
+
+int32_t CJpegPlugIn::Open(const char* mode) {
+    if (mode == nullptr) return kVxErrInvalidArgument;
+    if (m_decoder != nullptr || m_encoder != nullptr) return kVxErrCodecState;
+    if (mode[0] == 'r') return OpenForReading();
+    if (mode[0] == 'w') return OpenForWriting();
+    return kVxErrInvalidArgument;
+}
+
+int32_t CJpegPlugIn::OpenForReading() {
+    int32_t code;
+    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    if (d == nullptr) return code;
+    switch (d->cinfo.jpeg_color_space) {
+        case JCS_GRAYSCALE:
+        case JCS_RGB:
+        case JCS_YCbCr:
+            d->cinfo.out_color_space = JCS_RGB;
+            break;
+        case JCS_CMYK:
+        case JCS_YCCK:
+            d->cinfo.out_color_space = JCS_CMYK;
+            d->cmyk = true;
+            d->invertedCmyk = d->cinfo.saw_Adobe_marker != 0;
+            break;
+        default:
+            DestroyDecoder(d);
+            return kVxErrCodecUnsupported;
+    }
+    d->cinfo.dct_method = JDCT_ISLOW;
+    try {
+        if (d->cmyk) m_cmykLine.resize(size_t(d->cinfo.image_width) * 4);
+    } catch (const std::bad_alloc&) {
+        DestroyDecoder(d);
+        return kVxErrCodecMemory;
+    }
+    // A multi-scan file is taken in whole by jpeg_start_decompress; that pass reports progress.
+    const bool prePass = jpeg_has_multiple_scans(&d->cinfo) != 0;
+    if (prePass && Request().pMessageProc != nullptr) {
+        m_progress.Begin(Request().pMessageProc, int32_t(d->cinfo.image_height));
+        d->progress = &m_progress;
+        d->progressManager.progress_monitor = JpegProgressMonitor;
+        d->cinfo.progress = &d->progressManager;
+        d->cinfo.client_data = d;
+    }
+    if (!GuardedStartDecompress(d)) {
+        code = FailureCode(d->errors);
+        DestroyDecoder(d);
+        return code;
+    }
+    d->cinfo.progress = nullptr;
+    if (d->progress != nullptr && !m_progress.Finish()) {
+        DestroyDecoder(d);
+        return kVxErrCancelled;
+    }
+    m_decoder = d;
+    return d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
+}
+
+int32_t CJpegPlugIn::ReadLine(void* line, void*) {
+    JpegDecoder* d = m_decoder;
+    if (d == nullptr || d->failed) return kVxErrCodecState;
+    if (line == nullptr) return kVxErrInvalidArgument;
+    if (d->finished || d->cinfo.output_scanline >= d->cinfo.output_height) return kVxErrCodecState;
+    const long warningsBefore = d->cinfo.err->num_warnings;
+    JSAMPROW row = d->cmyk ? m_cmykLine.data() : static_cast<JSAMPROW>(line);
+    if (!GuardedReadScanline(d, row)) {
+        d->failed = true;
+        return FailureCode(d->errors);
+    }
+    if (d->cmyk) {
+        CmykToRgb(row, static_cast<unsigned char*>(line), d->cinfo.output_width, d->invertedCmyk);
+    }
+    // After the last line the rest of the file is read too, so damage at its end is reported;
+    // every line is out by then, so that damage is only a warning.
+    if (d->cinfo.output_scanline == d->cinfo.output_height) {
+        d->finished = true;
+        if (!GuardedFinishDecompress(d)) return kVxWarnCodecData;
+    }
+    return d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+// Forward only: skipped lines are entropy-decoded as far as the format requires but never
+// colour-converted or upsampled. Going back would mean decoding from the start again.
+int32_t CJpegPlugIn::SeekLine(int32_t line, int origin) {
+    JpegDecoder* d = m_decoder;
+    if (d == nullptr || d->failed) return kVxErrCodecState;
+    const int32_t height = int32_t(d->cinfo.output_height);
+    const int32_t current = d->finished ? height : int32_t(d->cinfo.output_scanline);
+    const int64_t target = SeekTarget(line, origin, current, height);
+    if (target < current || target > height) return kVxErrCannotSeek;
+    if (target == current) return 1;
+    const long warningsBefore = d->cinfo.err->num_warnings;
+    if (!GuardedSkipScanlines(d, JDIMENSION(target - current))) {
+        d->failed = true;
+        return FailureCode(d->errors);
+    }
+    return d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+int32_t CJpegPlugIn::OpenForWriting() {
+    const CUImageInfo& layout = Request().info;
+    const bool grey = layout.lColorDepth == 8;
+    if (!grey && layout.lColorDepth != 24) return kVxErrCodecUnsupported;
+    if (layout.bNative != 0) return kVxErrCodecUnsupported;
+    const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight, JPEG_MAX_DIMENSION);
+    if (size != 1) return size;
+    JpegEncoder* e = new (std::nothrow) JpegEncoder();
+    if (e == nullptr) return kVxErrCodecMemory;
+    e->cinfo.err = &e->errors.pub;
+    InstallGuard(e->errors);
+    e->file = std::fopen(FileName(), "wb");
+    if (e->file == nullptr) {
+        delete e;
+        return kVxErrCodecOpen;
+    }
+    int quality = Request().lQuality < 1 ? 1 : Request().lQuality > 100 ? 100 : Request().lQuality;
+    m_encoder = e;
+    if (!GuardedStartCompress(e, JDIMENSION(layout.lWidth), JDIMENSION(layout.lHeight), grey,
+                              quality)) {
+        e->failed = true;
+        CloseWriter();
+        return kVxErrCodecIO;
+    }
+    return 1;
+}
+
+int32_t CJpegPlugIn::WriteLine(const void* line, const void*) {
+    JpegEncoder* e = m_encoder;
+    if (e == nullptr || e->failed) return kVxErrCodecState;
+    if (line == nullptr) return kVxErrInvalidArgument;
+    if (e->cinfo.next_scanline >= e->cinfo.image_height) return kVxErrCodecState;
+    // The compressor reads the row and never writes to it.
+    JSAMPROW row = const_cast<JSAMPROW>(static_cast<const JSAMPLE*>(line));
+    if (!GuardedWriteScanline(e, row)) {
+        e->failed = true;
+        return kVxErrCodecIO;
+    }
+    return 1;
+}
+
+int32_t CJpegPlugIn::Close() {
+    int32_t reader = CloseReader();
+    int32_t writer = CloseWriter();
+    return reader < 0 ? reader : writer;
+}
+
+int32_t CJpegPlugIn::CloseReader() {
+    if (m_decoder == nullptr) return 1;
+    DestroyDecoder(m_decoder);
+    m_decoder = nullptr;
+    return 1;
+}
+
+// A file that did not get all its lines is removed rather than left half-written.
+int32_t CJpegPlugIn::CloseWriter() {
+    JpegEncoder* e = m_encoder;
+    if (e == nullptr) return 1;
+    m_encoder = nullptr;
+    int32_t code = 1;
+    if (e->failed) {
+        code = kVxErrCodecIO;
+    } else if (e->cinfo.next_scanline < e->cinfo.image_height) {
+        code = kVxErrCodecState;
+    } else if (!GuardedFinishCompress(e)) {
+        code = kVxErrCodecIO;
+    }
+    jpeg_destroy_compress(&e->cinfo);
+    if (std::fclose(e->file) != 0 && code == 1) code = kVxErrCodecIO;
+    delete e;
+    if (code != 1) std::remove(FileName());
+    return code;
+}
+
+}  // namespace vxcodec
+
+extern "C" VX_API IPlugIn* CreatePlugIn() {
+    return new (std::nothrow) vxcodec::CJpegPlugIn();
+}

@@ -1,0 +1,49 @@
+// The JPEG codec: reads baseline and progressive files (grey, YCbCr/RGB, CMYK/YCCK) as 24-bit
+// RGB lines, writes 24-bit RGB and 8-bit grey files. libjpeg's error exits are caught inside
+// this module: every call into the library goes through a small guarded function.
+#ifndef VANDREL_PLUGINS_JPEGPLUGIN_H
+#define VANDREL_PLUGINS_JPEGPLUGIN_H
+
+#include <cstdint>
+#include <vector>
+
+#include "../common/DecodeProgress.h"
+#include "../common/PlugInBase.h"
+
+namespace vxcodec {
+
+struct JpegDecoder;
+struct JpegEncoder;
+
+class CJpegPlugIn : public CPlugInBase {
+public:
+    CJpegPlugIn();
+
+    /* 1 */ IPlugIn* CreateInstance() override;
+    /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
+    /* 17 */ const char* GetDecoderVersion() override;
+    /* 19 */ int32_t Open(const char* mode) override;
+    /* 20 */ int32_t ReadLine(void* line, void* line2) override;
+    /* 21 */ int32_t WriteLine(const void* line, const void* line2) override;
+    /* 22 */ int32_t SeekLine(int32_t line, int origin) override;
+    /* 23 */ int32_t Close() override;
+
+protected:
+    ~CJpegPlugIn() override;
+    bool HasSignature(const unsigned char* head) const override;
+
+private:
+    int32_t OpenForReading();
+    int32_t OpenForWriting();
+    int32_t CloseReader();
+    int32_t CloseWriter();
+
+    JpegDecoder* m_decoder = nullptr;
+    JpegEncoder* m_encoder = nullptr;
+    std::vector<unsigned char> m_cmykLine;  // CMYK files decode here, then become RGB
+    CDecodeProgress m_progress;
+};
+
+}  // namespace vxcodec
+
+#endif

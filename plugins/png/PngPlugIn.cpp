@@ -1,0 +1,497 @@
+#include "PngPlugIn.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include <png.h>
+
+#include "../common/CodecSupport.h"
+#include "vandrel/Export.h"
+
+namespace vxcodec {
+
+namespace {
+
+const CodecIdentity kPngIdentity = {"PNG", "PNG", ".png;PNGf;", 8};
+
+// An interlaced image is decoded in whole before its first line; beyond this it is refused.
+constexpr uint64_t kMaxBufferedImageBytes = uint64_t(1) << 30;
+
+// libpng's error callback must not return: it jumps back to the guarded function that called
+// the library (png_longjmp). Warnings are counted and become a warning status.
+struct PngGuard {
+    int32_t warnings = 0;
+    int32_t code = 0;  // a status the jump reports instead of damaged data
+};
+
+extern "C" void PngErrorFn(png_structp png, png_const_charp) {
+    png_longjmp(png, 1);
+}
+
+extern "C" void PngWarningFn(png_structp png, png_const_charp) {
+    static_cast<PngGuard*>(png_get_error_ptr(png))->warnings++;
+}
+
+struct Layout {
+    png_uint_32 width = 0;
+    png_uint_32 height = 0;
+    int sampleBits = 8;  // of the delivered lines: 8 or 16
+    bool alpha = false;  // an alpha channel or a tRNS key
+    int storedBitsPerPixel = 0;
+    bool interlaced = false;
+};
+
+}  // namespace
+
+struct PngDecoder {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    std::FILE* file = nullptr;
+    PngGuard guard;
+    Layout layout;
+    bool failed = false;
+    int channels = 3;  // after the transforms: 3, or 4 with alpha
+    int passes = 1;
+    png_uint_32 nextRow = 0;
+    std::vector<unsigned char> row;    // one decoded row (streaming)
+    std::vector<unsigned char> image;  // every row (interlaced)
+    size_t rowBytes = 0;
+};
+
+struct PngEncoder {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    std::FILE* file = nullptr;
+    PngGuard guard;
+    bool failed = false;
+    png_uint_32 width = 0;
+    png_uint_32 height = 0;
+    png_uint_32 rowsWritten = 0;
+    int channels = 3;
+    int bytesPerSample = 1;
+    bool alpha = false;
+    std::vector<unsigned char> row;
+};
+
+namespace {
+
+// --- Guarded calls: setjmp, then the library; no C++ object lives in these frames. ---
+
+bool GuardedReadInfo(PngDecoder* d) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    png_init_io(d->png, d->file);
+    png_set_user_limits(d->png, kMaxImageSide, kMaxImageSide);
+    png_read_info(d->png, d->info);
+    return true;
+}
+
+bool GuardedSetTransforms(PngDecoder* d, bool swap16, bool stripAlpha) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    png_set_expand(d->png);  // palette to RGB, low-depth grey to 8 bits, tRNS to alpha
+    png_set_gray_to_rgb(d->png);
+    if (swap16) png_set_swap(d->png);
+    if (stripAlpha) png_set_strip_alpha(d->png);
+    d->passes = png_set_interlace_handling(d->png);
+    png_read_update_info(d->png, d->info);
+    d->channels = png_get_channels(d->png, d->info);
+    d->rowBytes = png_get_rowbytes(d->png, d->info);
+    return true;
+}
+
+bool GuardedReadRow(PngDecoder* d, unsigned char* row) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    png_read_row(d->png, row, nullptr);
+    return true;
+}
+
+bool GuardedReadEnd(PngDecoder* d) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    png_read_end(d->png, nullptr);
+    return true;
+}
+
+bool GuardedSkipRows(PngDecoder* d, png_uint_32 count, unsigned char* row) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    for (png_uint_32 i = 0; i < count; ++i)
+        png_read_row(d->png, row, nullptr);
+    return true;
+}
+
+// Every pass over every row; progress goes out as rows of all passes complete.
+bool GuardedReadInterlaced(PngDecoder* d, CDecodeProgress* progress) {
+    if (setjmp(png_jmpbuf(d->png))) return false;
+    const png_uint_32 height = d->layout.height;
+    const double total = double(height) * d->passes;
+    for (int pass = 0; pass < d->passes; ++pass) {
+        for (png_uint_32 y = 0; y < height; ++y) {
+            png_read_row(d->png, d->image.data() + y * d->rowBytes, nullptr);
+            if (!progress->Advance((double(pass) * height + y + 1) / total)) {
+                d->guard.code = kVxErrCancelled;
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool GuardedStartWrite(PngEncoder* e, int bitDepth, int colorType, bool swap16) {
+    if (setjmp(png_jmpbuf(e->png))) return false;
+    png_init_io(e->png, e->file);
+    png_set_IHDR(e->png, e->info, e->width, e->height, bitDepth, colorType, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(e->png, e->info);
+    if (swap16) png_set_swap(e->png);
+    return true;
+}
+
+bool GuardedWriteRow(PngEncoder* e, const unsigned char* row) {
+    if (setjmp(png_jmpbuf(e->png))) return false;
+    png_write_row(e->png, row);
+    return true;
+}
+
+bool GuardedWriteEnd(PngEncoder* e) {
+    if (setjmp(png_jmpbuf(e->png))) return false;
+    png_write_end(e->png, e->info);
+    return true;
+}
+
+void DestroyDecoder(PngDecoder* d) {
+    if (d == nullptr) return;
+    if (d->png != nullptr) png_destroy_read_struct(&d->png, &d->info, nullptr);
+    if (d->file != nullptr) std::fclose(d->file);
+    delete d;
+}
+
+Layout DescribeHeader(png_structp png, png_infop info) {
+    Layout layout;
+    int bitDepth = 0, colorType = 0, interlace = 0;
+    png_get_IHDR(png, info, &layout.width, &layout.height, &bitDepth, &colorType, &interlace,
+                 nullptr, nullptr);
+    layout.sampleBits = bitDepth == 16 ? 16 : 8;
+    layout.alpha =
+        (colorType & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+    layout.storedBitsPerPixel = bitDepth * png_get_channels(png, info);
+    layout.interlaced = interlace != PNG_INTERLACE_NONE;
+    return layout;
+}
+
+// Opens the file and reads everything up to the image data. On failure *code says why.
+PngDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+    PngDecoder* d = new (std::nothrow) PngDecoder();
+    if (d == nullptr) {
+        *code = kVxErrCodecMemory;
+        return nullptr;
+    }
+    d->file = std::fopen(fileName, "rb");
+    if (d->file == nullptr) {
+        *code = kVxErrCodecOpen;
+        delete d;
+        return nullptr;
+    }
+    unsigned char signature[8];
+    if (std::fread(signature, 1, 8, d->file) != 8 || png_sig_cmp(signature, 0, 8) != 0) {
+        *code = kVxErrCodecFormat;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    d->png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &d->guard, PngErrorFn, PngWarningFn);
+    d->info = d->png != nullptr ? png_create_info_struct(d->png) : nullptr;
+    if (d->info == nullptr) {
+        *code = kVxErrCodecMemory;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    png_set_sig_bytes(d->png, 8);
+    if (!GuardedReadInfo(d)) {
+        *code = kVxErrCodecFormat;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    d->layout = DescribeHeader(d->png, d->info);
+    if (!AcceptableSize(d->layout.width, d->layout.height)) {
+        *code = kVxErrCodecTooLarge;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    *code = 1;
+    return d;
+}
+
+bool ReadPngProfile(const char* fileName, std::vector<unsigned char>& profile) {
+    int32_t code;
+    PngDecoder* d = OpenDecoder(fileName, &code);
+    if (d == nullptr) return false;
+    png_charp name = nullptr;
+    int compression = 0;
+    png_bytep data = nullptr;
+    png_uint_32 length = 0;
+    bool found = png_get_iCCP(d->png, d->info, &name, &compression, &data, &length) != 0;
+    if (found) profile.assign(data, data + length);
+    DestroyDecoder(d);
+    return found;
+}
+
+}  // namespace
+
+CPngPlugIn::CPngPlugIn() : CPlugInBase(kPngIdentity) {
+    m_version = "libpng ";
+    m_version.append(png_get_libpng_ver(nullptr));
+}
+
+CPngPlugIn::~CPngPlugIn() {
+    Close();
+}
+
+IPlugIn* CPngPlugIn::CreateInstance() {
+    return new (std::nothrow) CPngPlugIn();
+}
+
+bool CPngPlugIn::HasSignature(const unsigned char* head) const {
+    return png_sig_cmp(head, 0, 8) == 0;
+}
+
+PngProfileReader CPngPlugIn::ProfileReader() const {
+    return ReadPngProfile;
+}
+
+const char* CPngPlugIn::GetDecoderVersion() {
+    return m_version.c_str();
+}
+
+int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
+    if (status == nullptr) return kVxErrInvalidArgument;
+    int32_t code;
+    PngDecoder* d = OpenDecoder(FileName(), &code);
+    if (d == nullptr) return code;
+    const Layout& l = d->layout;
+    DescribeImage(status, "PNG", int32_t(l.width), int32_t(l.height), l.sampleBits, l.alpha,
+                  l.storedBitsPerPixel);
+    DestroyDecoder(d);
+    return 1;
+}
+
+int32_t CPngPlugIn::Open(const char* mode) {
+    if (mode == nullptr) return kVxErrInvalidArgument;
+    if (m_decoder != nullptr || m_encoder != nullptr) return kVxErrCodecState;
+    if (mode[0] == 'r') return OpenForReading();
+    if (mode[0] == 'w') return OpenForWriting();
+    return kVxErrInvalidArgument;
+}
+
+int32_t CPngPlugIn::OpenForReading() {
+    int32_t code;
+    PngDecoder* d = OpenDecoder(FileName(), &code);
+    if (d == nullptr) return code;
+    const bool swap16 = d->layout.sampleBits == 16 && HostIsLittleEndian();
+    if (!GuardedSetTransforms(d, swap16, SkipAlpha())) {
+        DestroyDecoder(d);
+        return kVxErrCodecData;
+    }
+    try {
+        if (d->passes > 1) {
+            if (uint64_t(d->rowBytes) * d->layout.height > kMaxBufferedImageBytes) {
+                DestroyDecoder(d);
+                return kVxErrCodecTooLarge;
+            }
+            d->image.resize(d->rowBytes * d->layout.height);
+        } else {
+            d->row.resize(d->rowBytes);
+        }
+    } catch (const std::bad_alloc&) {
+        DestroyDecoder(d);
+        return kVxErrCodecMemory;
+    }
+    // Complaints about ancillary chunks before the image (a profile libpng distrusts, say) are
+    // not damage to the pixels; only what goes wrong from here on is reported.
+    const int32_t warningsBefore = d->guard.warnings;
+    if (d->passes > 1) {
+        m_progress.Begin(Request().pMessageProc, int32_t(d->layout.height));
+        if (!GuardedReadInterlaced(d, &m_progress)) {
+            code = d->guard.code != 0 ? d->guard.code : kVxErrCodecData;
+            DestroyDecoder(d);
+            return code;
+        }
+        if (!GuardedReadEnd(d)) ++d->guard.warnings;
+    }
+    m_decoder = d;
+    return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
+    PngDecoder* d = m_decoder;
+    if (d == nullptr || d->failed) return kVxErrCodecState;
+    if (line == nullptr) return kVxErrInvalidArgument;
+    if (d->nextRow >= d->layout.height) return kVxErrCodecState;
+    const int32_t warningsBefore = d->guard.warnings;
+    const unsigned char* source;
+    if (d->passes > 1) {
+        source = d->image.data() + d->nextRow * d->rowBytes;
+    } else {
+        if (!GuardedReadRow(d, d->row.data())) {
+            d->failed = true;
+            return kVxErrCodecData;
+        }
+        source = d->row.data();
+    }
+    ++d->nextRow;
+    // The chunks after the image are read with the last line: every line is out by then, so
+    // damage there (a cut-off end, a bad checksum) is only a warning.
+    if (d->passes == 1 && d->nextRow == d->layout.height && !GuardedReadEnd(d)) ++d->guard.warnings;
+    const int32_t width = int32_t(d->layout.width);
+    const int32_t bytesPerSample = d->layout.sampleBits / 8;
+    if (d->channels == 4) {
+        SplitAlpha(source, width, 4, bytesPerSample, static_cast<unsigned char*>(line),
+                   static_cast<unsigned char*>(line2));
+    } else {
+        std::memcpy(line, source, size_t(width) * 3 * bytesPerSample);
+    }
+    return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+// An interlaced image is in memory, so any line can be next; a streamed one only moves on.
+int32_t CPngPlugIn::SeekLine(int32_t line, int origin) {
+    PngDecoder* d = m_decoder;
+    if (d == nullptr || d->failed) return kVxErrCodecState;
+    const int32_t current = int32_t(d->nextRow);
+    const int32_t height = int32_t(d->layout.height);
+    const int64_t target = SeekTarget(line, origin, current, height);
+    if (target < 0 || target > height) return kVxErrCannotSeek;
+    if (d->passes > 1) {
+        d->nextRow = png_uint_32(target);
+        return 1;
+    }
+    if (target < current) return kVxErrCannotSeek;
+    const int32_t warningsBefore = d->guard.warnings;
+    if (!GuardedSkipRows(d, png_uint_32(target - current), d->row.data())) {
+        d->failed = true;
+        return kVxErrCodecData;
+    }
+    d->nextRow = png_uint_32(target);
+    return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+int32_t CPngPlugIn::OpenForWriting() {
+    const CUImageInfo& layout = Request().info;
+    if (layout.bNative != 0) return kVxErrCodecUnsupported;
+    int colorChannels, bitDepth;
+    switch (layout.lColorDepth) {
+        case 8:
+            colorChannels = 1;
+            bitDepth = 8;
+            break;
+        case 16:
+            colorChannels = 1;
+            bitDepth = 16;
+            break;
+        case 24:
+            colorChannels = 3;
+            bitDepth = 8;
+            break;
+        case 48:
+            colorChannels = 3;
+            bitDepth = 16;
+            break;
+        default:
+            return kVxErrCodecUnsupported;
+    }
+    const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
+    if (size != 1) return size;
+    PngEncoder* e = new (std::nothrow) PngEncoder();
+    if (e == nullptr) return kVxErrCodecMemory;
+    e->width = png_uint_32(layout.lWidth);
+    e->height = png_uint_32(layout.lHeight);
+    e->alpha = WriteAlpha();
+    e->channels = colorChannels + (e->alpha ? 1 : 0);
+    e->bytesPerSample = bitDepth / 8;
+    try {
+        if (e->alpha) e->row.resize(size_t(e->width) * e->channels * e->bytesPerSample);
+    } catch (const std::bad_alloc&) {
+        delete e;
+        return kVxErrCodecMemory;
+    }
+    e->file = std::fopen(FileName(), "wb");
+    if (e->file == nullptr) {
+        delete e;
+        return kVxErrCodecOpen;
+    }
+    m_encoder = e;
+    e->png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &e->guard, PngErrorFn, PngWarningFn);
+    e->info = e->png != nullptr ? png_create_info_struct(e->png) : nullptr;
+    if (e->info == nullptr) {
+        e->failed = true;
+        CloseWriter();
+        return kVxErrCodecMemory;
+    }
+    int colorType = colorChannels == 1
+                        ? (e->alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
+                        : (e->alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
+    if (!GuardedStartWrite(e, bitDepth, colorType, bitDepth == 16 && HostIsLittleEndian())) {
+        e->failed = true;
+        CloseWriter();
+        return kVxErrCodecIO;
+    }
+    return 1;
+}
+
+int32_t CPngPlugIn::WriteLine(const void* line, const void* line2) {
+    PngEncoder* e = m_encoder;
+    if (e == nullptr || e->failed) return kVxErrCodecState;
+    if (line == nullptr) return kVxErrInvalidArgument;
+    if (e->rowsWritten >= e->height) return kVxErrCodecState;
+    const unsigned char* row = static_cast<const unsigned char*>(line);
+    if (e->alpha) {
+        JoinAlpha(row, static_cast<const unsigned char*>(line2), int32_t(e->width), e->channels,
+                  e->bytesPerSample, e->row.data());
+        row = e->row.data();
+    }
+    // libpng copies the row before transforming it, so the caller's line stays untouched.
+    if (!GuardedWriteRow(e, row)) {
+        e->failed = true;
+        return kVxErrCodecIO;
+    }
+    ++e->rowsWritten;
+    return 1;
+}
+
+int32_t CPngPlugIn::Close() {
+    int32_t reader = CloseReader();
+    int32_t writer = CloseWriter();
+    return reader < 0 ? reader : writer;
+}
+
+int32_t CPngPlugIn::CloseReader() {
+    if (m_decoder == nullptr) return 1;
+    DestroyDecoder(m_decoder);
+    m_decoder = nullptr;
+    return 1;
+}
+
+// A file that did not get all its lines is removed rather than left half-written.
+int32_t CPngPlugIn::CloseWriter() {
+    PngEncoder* e = m_encoder;
+    if (e == nullptr) return 1;
+    m_encoder = nullptr;
+    int32_t code = 1;
+    if (e->failed) {
+        code = kVxErrCodecIO;
+    } else if (e->rowsWritten < e->height) {
+        code = kVxErrCodecState;
+    } else if (!GuardedWriteEnd(e)) {
+        code = kVxErrCodecIO;
+    }
+    if (e->png != nullptr) png_destroy_write_struct(&e->png, &e->info);
+    if (std::fclose(e->file) != 0 && code == 1) code = kVxErrCodecIO;
+    delete e;
+    if (code != 1) std::remove(FileName());
+    return code;
+}
+
+}  // namespace vxcodec
+
+extern "C" VX_API IPlugIn* CreatePlugIn() {
+    return new (std::nothrow) vxcodec::CPngPlugIn();
+}

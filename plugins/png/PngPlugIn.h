@@ -1,0 +1,50 @@
+// The PNG codec: reads every PNG colour type and depth (palette, 1/2/4/8/16-bit grey, RGB,
+// with alpha or a tRNS key, Adam7 interlaced) as RGB lines of 8 or 16 bits per sample plus an
+// alpha plane; writes 8/16-bit grey and RGB, with the alpha plane when the caller has one.
+// 16-bit samples travel in host order.
+#ifndef VANDREL_PLUGINS_PNGPLUGIN_H
+#define VANDREL_PLUGINS_PNGPLUGIN_H
+
+#include <cstdint>
+
+#include "../common/DecodeProgress.h"
+#include "../common/PlugInBase.h"
+
+namespace vxcodec {
+
+struct PngDecoder;
+struct PngEncoder;
+
+class CPngPlugIn : public CPlugInBase {
+public:
+    CPngPlugIn();
+
+    /* 1 */ IPlugIn* CreateInstance() override;
+    /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
+    /* 17 */ const char* GetDecoderVersion() override;
+    /* 19 */ int32_t Open(const char* mode) override;
+    /* 20 */ int32_t ReadLine(void* line, void* line2) override;
+    /* 21 */ int32_t WriteLine(const void* line, const void* line2) override;
+    /* 22 */ int32_t SeekLine(int32_t line, int origin) override;
+    /* 23 */ int32_t Close() override;
+
+protected:
+    ~CPngPlugIn() override;
+    bool HasSignature(const unsigned char* head) const override;
+    PngProfileReader ProfileReader() const override;
+
+private:
+    int32_t OpenForReading();
+    int32_t OpenForWriting();
+    int32_t CloseReader();
+    int32_t CloseWriter();
+
+    PngDecoder* m_decoder = nullptr;
+    PngEncoder* m_encoder = nullptr;
+    CDecodeProgress m_progress;
+    ministring m_version;
+};
+
+}  // namespace vxcodec
+
+#endif

@@ -1,0 +1,46 @@
+// The TIFF codec: reads strips and tiles, contiguous and separate planes, 8/16-bit grey, RGB
+// and palette images (and JPEG-compressed YCbCr) as RGB lines with the first extra alpha
+// sample as the alpha plane; writes 8/16-bit grey and RGB, with alpha, deflate-compressed.
+#ifndef VANDREL_PLUGINS_TIFFPLUGIN_H
+#define VANDREL_PLUGINS_TIFFPLUGIN_H
+
+#include <cstdint>
+
+#include "../common/PlugInBase.h"
+
+namespace vxcodec {
+
+struct TiffDecoder;
+struct TiffEncoder;
+
+class CTiffPlugIn : public CPlugInBase {
+public:
+    CTiffPlugIn();
+
+    /* 1 */ IPlugIn* CreateInstance() override;
+    /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
+    /* 17 */ const char* GetDecoderVersion() override;
+    /* 19 */ int32_t Open(const char* mode) override;
+    /* 20 */ int32_t ReadLine(void* line, void* line2) override;
+    /* 21 */ int32_t WriteLine(const void* line, const void* line2) override;
+    /* 22 */ int32_t SeekLine(int32_t line, int origin) override;
+    /* 23 */ int32_t Close() override;
+
+protected:
+    ~CTiffPlugIn() override;
+    bool HasSignature(const unsigned char* head) const override;
+
+private:
+    int32_t OpenForReading();
+    int32_t OpenForWriting();
+    int32_t CloseReader();
+    int32_t CloseWriter();
+
+    TiffDecoder* m_decoder = nullptr;
+    TiffEncoder* m_encoder = nullptr;
+    ministring m_version;
+};
+
+}  // namespace vxcodec
+
+#endif

@@ -1,0 +1,432 @@
+// Drives the codec modules the way the service does: loaded with dlopen from the plug-in folder,
+// asked for an instance, given a file, a request and the status, then read or written line by
+// line. Also a compact MD5 for comparing decoded samples with the corpus manifests.
+#ifndef VANDREL_TESTS_CODECTESTSUPPORT_H
+#define VANDREL_TESTS_CODECTESTSUPPORT_H
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "vandrel/PlugIn.h"
+#include "vandrel/Records.h"
+#include "vandrel/Status.h"
+
+namespace vxtest {
+
+// --- MD5 (RFC 1321), enough to compare with md5sum output. ---
+inline std::string Md5Hex(const unsigned char* data, size_t size) {
+    static const uint32_t k[64] = {
+        0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee, 0xf57c0faf, 0x4787c62a, 0xa8304613,
+        0xfd469501, 0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be, 0x6b901122, 0xfd987193,
+        0xa679438e, 0x49b40821, 0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa, 0xd62f105d,
+        0x02441453, 0xd8a1e681, 0xe7d3fbc8, 0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed,
+        0xa9e3e905, 0xfcefa3f8, 0x676f02d9, 0x8d2a4c8a, 0xfffa3942, 0x8771f681, 0x6d9d6122,
+        0xfde5380c, 0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70, 0x289b7ec6, 0xeaa127fa,
+        0xd4ef3085, 0x04881d05, 0xd9d4d039, 0xe6db99e5, 0x1fa27cf8, 0xc4ac5665, 0xf4292244,
+        0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
+        0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb,
+        0xeb86d391};
+    static const int r[64] = {7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22,
+                              5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20,
+                              4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,
+                              6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
+    std::vector<unsigned char> msg(data, data + size);
+    msg.push_back(0x80);
+    while (msg.size() % 64 != 56)
+        msg.push_back(0);
+    uint64_t bits = uint64_t(size) * 8;
+    for (int i = 0; i < 8; ++i)
+        msg.push_back(static_cast<unsigned char>(bits >> (8 * i)));
+    uint32_t h[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
+    for (size_t off = 0; off < msg.size(); off += 64) {
+        uint32_t w[16];
+        for (int i = 0; i < 16; ++i)
+            w[i] = uint32_t(msg[off + 4 * i]) | uint32_t(msg[off + 4 * i + 1]) << 8 |
+                   uint32_t(msg[off + 4 * i + 2]) << 16 | uint32_t(msg[off + 4 * i + 3]) << 24;
+        uint32_t a = h[0], b = h[1], c = h[2], d = h[3];
+        for (int i = 0; i < 64; ++i) {
+            uint32_t f;
+            int g;
+            if (i < 16) {
+                f = (b & c) | (~b & d);
+                g = i;
+            } else if (i < 32) {
+                f = (d & b) | (~d & c);
+                g = (5 * i + 1) % 16;
+            } else if (i < 48) {
+                f = b ^ c ^ d;
+                g = (3 * i + 5) % 16;
+            } else {
+                f = c ^ (b | ~d);
+                g = (7 * i) % 16;
+            }
+            uint32_t t = d;
+            d = c;
+            c = b;
+            uint32_t x = a + f + k[i] + w[g];
+            b = b + (x << r[i] | x >> (32 - r[i]));
+            a = t;
+        }
+        h[0] += a;
+        h[1] += b;
+        h[2] += c;
+        h[3] += d;
+    }
+    char hex[33];
+    for (int i = 0; i < 16; ++i)
+        std::snprintf(hex + 2 * i, 3, "%02x", (h[i / 4] >> (8 * (i % 4))) & 0xff);
+    return std::string(hex, 32);
+}
+inline std::string Md5Hex(const std::vector<unsigned char>& v) {
+    return Md5Hex(v.data(), v.size());
+}
+
+// --- Loading the modules. ---
+
+// The prototype of one codec module, loaded once per test program. The prototypes die through
+// Delete() at exit; the modules stay mapped, as the service leaves them.
+inline IPlugIn* CodecPrototype(const std::string& module) {
+    struct Prototypes {
+        std::map<std::string, IPlugIn*> loaded;
+        ~Prototypes() {
+            for (auto& entry : loaded)
+                if (entry.second != nullptr) entry.second->Delete();
+        }
+    };
+    static Prototypes prototypes;
+    auto found = prototypes.loaded.find(module);
+    if (found != prototypes.loaded.end()) return found->second;
+    std::string path = std::string(VANDREL_PLUGIN_DIR) + "/" + module + ".so";
+    void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    IPlugIn* prototype = nullptr;
+    if (handle != nullptr) {
+        auto create = reinterpret_cast<VxCreatePlugInProc>(::dlsym(handle, kVxPlugInEntryPoint));
+        prototype = create != nullptr ? create() : nullptr;
+        if (prototype != nullptr)
+            prototype->Initialize((std::string(VANDREL_PLUGIN_DIR) + "/").c_str());
+    }
+    prototypes.loaded[module] = prototype;
+    return prototype;
+}
+inline IPlugIn* Jpeg() {
+    return CodecPrototype("VxJpeg");
+}
+inline IPlugIn* Png() {
+    return CodecPrototype("VxPng");
+}
+inline IPlugIn* Tiff() {
+    return CodecPrototype("VxTiff");
+}
+
+// An instance that dies through Delete() like the service's.
+class Instance {
+public:
+    Instance(IPlugIn* prototype, const std::string& file)
+        : m_plugIn(prototype != nullptr ? prototype->CreateInstance() : nullptr) {
+        if (m_plugIn != nullptr) m_plugIn->SetFileName(file.c_str());
+    }
+    ~Instance() {
+        if (m_plugIn != nullptr) m_plugIn->Delete();
+    }
+    Instance(const Instance&) = delete;
+    Instance& operator=(const Instance&) = delete;
+    IPlugIn* operator->() const { return m_plugIn; }
+    IPlugIn* get() const { return m_plugIn; }
+
+private:
+    IPlugIn* m_plugIn;
+};
+
+// --- Images in memory. ---
+
+// Packed planes (no row padding): colour samples interleaved, alpha separate; 16-bit samples
+// in host order.
+struct Image {
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t depth = 24;      // bits per pixel of the colour plane: 8, 16, 24 or 48
+    int32_t alphaDepth = 0;  // 0, 8 or 16
+    std::vector<unsigned char> color;
+    std::vector<unsigned char> alpha;
+
+    size_t ColorRowBytes() const { return size_t(width) * depth / 8; }
+    size_t AlphaRowBytes() const { return size_t(width) * alphaDepth / 8; }
+};
+
+// What a decode produced: the first failure, else the first warning, else 1.
+struct Decoded {
+    int32_t code = 1;
+    CUImageFileStatus status;
+    Image image;
+    bool Failed() const { return VxIsFailure(code); }
+};
+
+inline void Remember(int32_t& worst, int32_t code) {
+    if (VxIsFailure(worst)) return;
+    if (VxIsFailure(code) || (VxIsWarning(code) && worst > 0)) worst = code;
+}
+
+// The service's road: status, request, Open("r"), then every line into buffers laid out as the
+// status says (padded rows), stopping at the first failure.
+inline Decoded DecodeFile(IPlugIn* prototype, const std::string& file,
+                          const CURequest& request = CURequest()) {
+    Decoded out;
+    Instance plugIn(prototype, file);
+    if (plugIn.get() == nullptr) {
+        out.code = kVxErrCreateInstance;
+        return out;
+    }
+    int32_t code = plugIn->GetFileStatus(&out.status);
+    Remember(out.code, code);
+    if (out.Failed()) return out;
+    Remember(out.code, plugIn->SetRequest(request, out.status));
+    Remember(out.code, plugIn->Open("r"));
+    if (out.Failed()) return out;
+    Image& img = out.image;
+    img.width = out.status.info.lWidth;
+    img.height = out.status.info.lHeight;
+    img.depth = out.status.info.lColorDepth;
+    img.alphaDepth = out.status.info2.lColorDepth;
+    std::vector<unsigned char> line(size_t(out.status.info.RowBytes()) + 16, 0xCD);
+    std::vector<unsigned char> line2(size_t(img.alphaDepth ? out.status.info2.RowBytes() : 1) + 16,
+                                     0xCD);
+    img.color.reserve(img.ColorRowBytes() * img.height);
+    for (int32_t y = 0; y < img.height; ++y) {
+        Remember(out.code, plugIn->ReadLine(line.data(), img.alphaDepth ? line2.data() : nullptr));
+        if (out.Failed()) break;
+        img.color.insert(img.color.end(), line.begin(), line.begin() + long(img.ColorRowBytes()));
+        img.alpha.insert(img.alpha.end(), line2.begin(), line2.begin() + long(img.AlphaRowBytes()));
+    }
+    int32_t closed = plugIn->Close();
+    if (closed < 0) Remember(out.code, closed);
+    return out;
+}
+
+// Writes an image through a codec: the request's info names the file layout, lOption3 the
+// alpha plane. Returns the first failure, else 1.
+inline int32_t EncodeFile(IPlugIn* prototype, const std::string& file, const Image& img,
+                          int32_t quality = 75) {
+    Instance plugIn(prototype, file);
+    if (plugIn.get() == nullptr) return kVxErrCreateInstance;
+    CURequest request;
+    request.info.lWidth = img.width;
+    request.info.lHeight = img.height;
+    request.info.lColorDepth = img.depth;
+    request.lQuality = quality;
+    request.lOption3 = img.alphaDepth != 0 ? 1 : 0;
+    int32_t code = plugIn->SetRequest(request, CUImageFileStatus());
+    if (code < 0) return code;
+    code = plugIn->Open("w");
+    if (code < 0) return code;
+    for (int32_t y = 0; y < img.height; ++y) {
+        const unsigned char* a =
+            img.alphaDepth ? img.alpha.data() + y * img.AlphaRowBytes() : nullptr;
+        code = plugIn->WriteLine(img.color.data() + y * img.ColorRowBytes(), a);
+        if (code < 0) {
+            plugIn->Close();
+            return code;
+        }
+    }
+    return plugIn->Close();
+}
+
+// A smooth image with some detail: gradients plus a checker, in every channel and the alpha.
+inline Image MakeImage(int32_t width, int32_t height, int32_t depth, int32_t alphaDepth) {
+    Image img;
+    img.width = width;
+    img.height = height;
+    img.depth = depth;
+    img.alphaDepth = alphaDepth;
+    const int channels = depth == 8 || depth == 16 ? 1 : 3;
+    const bool wide = depth == 16 || depth == 48;
+    img.color.resize(img.ColorRowBytes() * height);
+    img.alpha.resize(img.AlphaRowBytes() * height);
+    for (int32_t y = 0; y < height; ++y) {
+        for (int32_t x = 0; x < width; ++x) {
+            for (int c = 0; c < channels; ++c) {
+                uint32_t v = uint32_t(x * 40000 / (width > 1 ? width - 1 : 1)) * (c + 1) / 3 +
+                             uint32_t(y * 20000 / (height > 1 ? height - 1 : 1)) * (3 - c) / 3 +
+                             (((x / 4 + y / 4) & 1) ? 3000u : 0u) + uint32_t(c * 17);
+                uint16_t s = uint16_t(v);  // at most 63034: no wrap, so no false edges
+                size_t at = (size_t(y) * width + x) * channels + c;
+                if (wide) {
+                    std::memcpy(&img.color[at * 2], &s, 2);
+                } else {
+                    img.color[at] = static_cast<unsigned char>(s >> 8);
+                }
+            }
+            if (alphaDepth != 0) {
+                uint16_t a = uint16_t((x * 131 + y * 71) * 97 % 65536);
+                size_t at = size_t(y) * width + x;
+                if (alphaDepth == 16) {
+                    std::memcpy(&img.alpha[at * 2], &a, 2);
+                } else {
+                    img.alpha[at] = static_cast<unsigned char>(a >> 8);
+                }
+            }
+        }
+    }
+    return img;
+}
+
+// The grey image a decoder hands out as RGB: every sample copied to R, G and B.
+inline std::vector<unsigned char> GreyAsRgb(const Image& grey) {
+    const size_t bytes = grey.depth / 8;
+    std::vector<unsigned char> rgb;
+    rgb.reserve(grey.color.size() * 3);
+    for (size_t i = 0; i < grey.color.size(); i += bytes)
+        for (int c = 0; c < 3; ++c)
+            rgb.insert(rgb.end(), grey.color.begin() + long(i),
+                       grey.color.begin() + long(i + bytes));
+    return rgb;
+}
+
+// Peak signal-to-noise ratio of two 8-bit sample arrays of equal size, in dB.
+inline double Psnr(const std::vector<unsigned char>& a, const std::vector<unsigned char>& b) {
+    if (a.size() != b.size() || a.empty()) return 0.0;
+    double sum = 0.0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        double d = double(a[i]) - double(b[i]);
+        sum += d * d;
+    }
+    if (sum == 0.0) return 99.0;
+    return 10.0 * std::log10(255.0 * 255.0 * double(a.size()) / sum);
+}
+
+// Rows of a tab-separated manifest, the first row naming the columns.
+inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::string& path) {
+    std::vector<std::map<std::string, std::string>> rows;
+    std::string text = ReadFile(path);
+    std::vector<std::string> header;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        std::string line = text.substr(start, end - start);
+        start = end + 1;
+        if (line.empty()) continue;
+        std::vector<std::string> cells;
+        size_t from = 0;
+        for (;;) {
+            size_t tab = line.find('\t', from);
+            cells.push_back(
+                line.substr(from, tab == std::string::npos ? std::string::npos : tab - from));
+            if (tab == std::string::npos) break;
+            from = tab + 1;
+        }
+        if (header.empty()) {
+            header = cells;
+            continue;
+        }
+        std::map<std::string, std::string> row;
+        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
+            row[header[i]] = cells[i];
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+// Builds a TIFF block by hand (header, directories, values) in either byte order, so tests can
+// make metadata no camera wrote: links between directories, odd types, forged dimensions.
+class TiffBlock {
+public:
+    enum Type : uint16_t {
+        kByte = 1,
+        kAscii = 2,
+        kShort = 3,
+        kLong = 4,
+        kRational = 5,
+        kUndefined = 7
+    };
+
+    explicit TiffBlock(bool bigEndian, int directories = 1)
+        : m_bigEndian(bigEndian), m_dirs(size_t(directories)) {}
+
+    void Numbers(int dir, uint16_t tag, Type type, const std::vector<uint32_t>& values) {
+        std::string bytes;
+        for (uint32_t v : values) {
+            if (type == kShort)
+                bytes += Pack(v, 2);
+            else if (type == kByte)
+                bytes += char(v);
+            else
+                bytes += Pack(v, 4);
+        }
+        m_dirs[size_t(dir)].push_back(
+            {tag, type, uint32_t(type == kRational ? values.size() / 2 : values.size()), bytes,
+             -1});
+    }
+    void Bytes(int dir, uint16_t tag, Type type, const std::string& bytes) {
+        m_dirs[size_t(dir)].push_back({tag, type, uint32_t(bytes.size()), bytes, -1});
+    }
+    void Text(int dir, uint16_t tag, const std::string& text) {
+        Bytes(dir, tag, kAscii, text + '\0');
+    }
+    void Link(int dir, uint16_t tag, int target) {
+        m_dirs[size_t(dir)].push_back({tag, kLong, 1, "", target});
+    }
+
+    std::string Build() const {
+        std::vector<uint32_t> at(m_dirs.size());
+        uint32_t offset = 8;
+        for (size_t d = 0; d < m_dirs.size(); ++d) {
+            at[d] = offset;
+            offset += uint32_t(2 + 12 * m_dirs[d].size() + 4);
+        }
+        std::string out = m_bigEndian ? std::string("MM\0*", 4) : std::string("II*\0", 4);
+        out += Pack(8, 4);
+        std::string data;
+        for (size_t d = 0; d < m_dirs.size(); ++d) {
+            std::vector<Entry> entries = m_dirs[d];
+            std::sort(entries.begin(), entries.end(),
+                      [](const Entry& a, const Entry& b) { return a.tag < b.tag; });
+            out += Pack(uint32_t(entries.size()), 2);
+            for (const Entry& e : entries) {
+                out += Pack(e.tag, 2) + Pack(e.type, 2) + Pack(e.count, 4);
+                std::string value = e.target >= 0 ? Pack(at[size_t(e.target)], 4) : e.bytes;
+                if (value.size() <= 4) {
+                    out += value + std::string(4 - value.size(), '\0');
+                } else {
+                    out += Pack(offset + uint32_t(data.size()), 4);
+                    data += value;
+                    if (data.size() % 2) data += '\0';
+                }
+            }
+            out += Pack(0, 4);
+        }
+        return out + data;
+    }
+
+private:
+    struct Entry {
+        uint16_t tag;
+        uint16_t type;
+        uint32_t count;
+        std::string bytes;
+        int target;
+    };
+    std::string Pack(uint32_t v, int bytes) const {
+        std::string s;
+        for (int i = 0; i < bytes; ++i) {
+            int shift = m_bigEndian ? 8 * (bytes - 1 - i) : 8 * i;
+            s += char((v >> shift) & 0xFF);
+        }
+        return s;
+    }
+    bool m_bigEndian;
+    std::vector<std::vector<Entry>> m_dirs;
+};
+
+}  // namespace vxtest
+
+#endif

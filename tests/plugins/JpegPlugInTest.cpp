@@ -1,0 +1,248 @@
+// The JPEG codec beyond the corpus: colour models the cameras do not use, progressive files,
+// seeking, progress messages and lossy round trips.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include <jpeglib.h>
+
+#include "CodecTestSupport.h"
+#include "vandrel/MessageProc.h"
+
+namespace vxtest {
+namespace {
+
+enum class Model { kRgb, kGrey, kCmykAdobe, kCmykPlain, kYcck };
+
+// Writes `rgb` (8-bit, packed) with libjpeg itself, in the given colour model. CMYK samples are
+// chosen so that a correct reader gets the RGB back: Adobe files store inverted ink, so
+// C,M,Y = R,G,B with no black; plain files store ink, so C,M,Y = 255 - R,G,B.
+void WriteJpeg(const std::string& path, const Image& rgb, Model model, bool progressive,
+               int quality = 90) {
+    jpeg_compress_struct cinfo;
+    jpeg_error_mgr err;
+    cinfo.err = jpeg_std_error(&err);
+    jpeg_create_compress(&cinfo);
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    jpeg_stdio_dest(&cinfo, file);
+    cinfo.image_width = JDIMENSION(rgb.width);
+    cinfo.image_height = JDIMENSION(rgb.height);
+    const bool cmyk =
+        model == Model::kCmykAdobe || model == Model::kCmykPlain || model == Model::kYcck;
+    cinfo.input_components = model == Model::kGrey ? 1 : cmyk ? 4 : 3;
+    cinfo.in_color_space = model == Model::kGrey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, quality, TRUE);
+    if (model == Model::kYcck) jpeg_set_colorspace(&cinfo, JCS_YCCK);
+    if (model == Model::kCmykPlain) cinfo.write_Adobe_marker = FALSE;
+    if (progressive) jpeg_simple_progression(&cinfo);
+    jpeg_start_compress(&cinfo, TRUE);
+    std::vector<unsigned char> row(size_t(rgb.width) * 4);
+    for (int32_t y = 0; y < rgb.height; ++y) {
+        const unsigned char* src = rgb.color.data() + y * rgb.ColorRowBytes();
+        for (int32_t x = 0; x < rgb.width; ++x) {
+            const unsigned char* px = src + x * 3;
+            switch (model) {
+                case Model::kRgb:
+                    std::memcpy(&row[x * 3], px, 3);
+                    break;
+                case Model::kGrey:
+                    row[x] = px[1];
+                    break;
+                case Model::kCmykPlain:
+                    for (int c = 0; c < 3; ++c)
+                        row[x * 4 + c] = static_cast<unsigned char>(255 - px[c]);
+                    row[x * 4 + 3] = 0;
+                    break;
+                default:
+                    std::memcpy(&row[x * 4], px, 3);
+                    row[x * 4 + 3] = 255;
+                    break;
+            }
+        }
+        JSAMPROW rows[1] = {row.data()};
+        jpeg_write_scanlines(&cinfo, rows, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    std::fclose(file);
+}
+
+// Every decoded line of a file, read straight through.
+std::vector<std::vector<unsigned char>> AllLines(const std::string& path) {
+    Decoded d = DecodeFile(Jpeg(), path);
+    std::vector<std::vector<unsigned char>> lines;
+    for (int32_t y = 0; y < d.image.height; ++y) {
+        auto begin = d.image.color.begin() + long(y * d.image.ColorRowBytes());
+        lines.emplace_back(begin, begin + long(d.image.ColorRowBytes()));
+    }
+    return lines;
+}
+
+TEST(JpegPlugIn, ColourModelsAllArriveAsRgb) {
+    struct Case {
+        const char* name;
+        Model model;
+        int32_t storedBits;
+    } cases[] = {
+        {"rgb", Model::kRgb, 24},
+        {"grey", Model::kGrey, 8},
+        {"cmyk-adobe", Model::kCmykAdobe, 32},
+        {"cmyk-plain", Model::kCmykPlain, 32},
+        {"ycck", Model::kYcck, 32},
+    };
+    ScratchDir dir;
+    Image source = MakeImage(61, 47, 24, 0);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string path = dir.file(std::string(c.name) + ".jpg");
+        WriteJpeg(path, source, c.model, false, 95);
+        Decoded d = DecodeFile(Jpeg(), path);
+        ASSERT_EQ(d.code, 1);
+        EXPECT_EQ(d.status.info.lColorDepth, 24);
+        EXPECT_EQ(d.status.info2.lColorDepth, 0);
+        EXPECT_EQ(d.status.lValue1, c.storedBits);
+        EXPECT_STREQ(d.status.strFormat.c_str(), "JPEG");
+        if (c.model == Model::kGrey) {
+            Image grey = source;
+            grey.depth = 8;
+            grey.color.clear();
+            for (size_t i = 1; i < source.color.size(); i += 3)
+                grey.color.push_back(source.color[i]);
+            EXPECT_GT(Psnr(d.image.color, GreyAsRgb(grey)), 40.0);
+        } else {
+            EXPECT_GT(Psnr(d.image.color, source.color), 30.0);
+        }
+    }
+}
+
+TEST(JpegPlugIn, ProgressiveDecodesToTheSamePixelsAsBaseline) {
+    ScratchDir dir;
+    Image source = MakeImage(83, 58, 24, 0);
+    WriteJpeg(dir.file("base.jpg"), source, Model::kRgb, false);
+    WriteJpeg(dir.file("prog.jpg"), source, Model::kRgb, true);
+    Decoded base = DecodeFile(Jpeg(), dir.file("base.jpg"));
+    Decoded prog = DecodeFile(Jpeg(), dir.file("prog.jpg"));
+    ASSERT_EQ(base.code, 1);
+    ASSERT_EQ(prog.code, 1);
+    EXPECT_EQ(prog.image.color, base.image.color);
+}
+
+class RecordingListener : public IMessageProc {
+public:
+    explicit RecordingListener(int cancelAt = -1) : m_cancelAt(cancelAt) {}
+    int32_t MessageProc(int message, void* data) override {
+        int32_t value = *static_cast<int32_t*>(data);
+        if (message == 1) selfReporting.push_back(value);
+        if (message == 2) {
+            lineCounts.push_back(value);
+            if (int(lineCounts.size()) == m_cancelAt) return -1;
+        }
+        return 1;
+    }
+    std::vector<int32_t> selfReporting;
+    std::vector<int32_t> lineCounts;
+
+private:
+    int m_cancelAt;
+};
+
+TEST(JpegPlugIn, ProgressiveFileReportsItsPrePassThroughTheMessageProcedure) {
+    ScratchDir dir;
+    Image source = MakeImage(40, 77, 24, 0);
+    WriteJpeg(dir.file("prog.jpg"), source, Model::kRgb, true);
+    WriteJpeg(dir.file("base.jpg"), source, Model::kRgb, false);
+
+    RecordingListener listener;
+    CURequest request;
+    request.pMessageProc = &listener;
+    Decoded prog = DecodeFile(Jpeg(), dir.file("prog.jpg"), request);
+    ASSERT_EQ(prog.code, 1);
+    EXPECT_EQ(listener.selfReporting, std::vector<int32_t>{1});
+    EXPECT_EQ(listener.lineCounts, std::vector<int32_t>(77, 77));
+
+    RecordingListener quiet;
+    request.pMessageProc = &quiet;
+    ASSERT_EQ(DecodeFile(Jpeg(), dir.file("base.jpg"), request).code, 1);
+    EXPECT_TRUE(quiet.selfReporting.empty());
+    EXPECT_TRUE(quiet.lineCounts.empty());
+
+    RecordingListener cancelling(3);
+    request.pMessageProc = &cancelling;
+    EXPECT_EQ(DecodeFile(Jpeg(), dir.file("prog.jpg"), request).code, kVxErrCancelled);
+    EXPECT_EQ(cancelling.lineCounts.size(), 3u);
+}
+
+TEST(JpegPlugIn, SeekingForwardSkipsLinesAndLandsOnTheSamePixels) {
+    struct Case {
+        int32_t readFirst;
+        int32_t line;
+        int origin;
+        int32_t landsOn;  // -1: the seek is refused
+    } cases[] = {
+        {0, 0, 0, 0},    {0, 1, 0, 1},    {0, 37, 0, 37},  {5, 16, 0, 16},
+        {16, 17, 0, 17}, {3, 10, 1, 13},  {0, -1, 2, 99},  {0, 100, 0, 100},
+        {20, 19, 0, -1}, {20, -1, 1, -1}, {0, 101, 0, -1}, {0, 0, 7, -1},
+    };
+    ScratchDir dir;
+    Image source = MakeImage(50, 100, 24, 0);
+    for (bool progressive : {false, true}) {
+        std::string path = dir.file(progressive ? "p.jpg" : "b.jpg");
+        WriteJpeg(path, source, Model::kRgb, progressive);  // 4:2:0, so lines share context
+        auto reference = AllLines(path);
+        ASSERT_EQ(reference.size(), 100u);
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message()
+                         << "progressive " << progressive << " after " << c.readFirst << " seek "
+                         << c.line << "/" << c.origin);
+            Instance plugIn(Jpeg(), path);
+            CUImageFileStatus status;
+            ASSERT_EQ(plugIn->GetFileStatus(&status), 1);
+            plugIn->SetRequest(CURequest(), status);
+            ASSERT_EQ(plugIn->Open("r"), 1);
+            std::vector<unsigned char> line(size_t(status.info.RowBytes()));
+            for (int32_t y = 0; y < c.readFirst; ++y)
+                ASSERT_EQ(plugIn->ReadLine(line.data(), nullptr), 1);
+            int32_t code = plugIn->SeekLine(c.line, c.origin);
+            if (c.landsOn < 0) {
+                EXPECT_EQ(code, kVxErrCannotSeek);
+                EXPECT_EQ(VxClass(code), 0x7e);
+                continue;
+            }
+            ASSERT_EQ(code, 1);
+            for (int32_t y = c.landsOn; y < 100; ++y) {
+                ASSERT_EQ(plugIn->ReadLine(line.data(), nullptr), 1);
+                ASSERT_EQ(
+                    0, std::memcmp(line.data(), reference[size_t(y)].data(), reference[0].size()))
+                    << "line " << y;
+            }
+            EXPECT_LT(plugIn->ReadLine(line.data(), nullptr), 0) << "read past the last line";
+        }
+    }
+}
+
+TEST(JpegPlugIn, LossyRoundTripStaysWithinItsQuality) {
+    struct Case {
+        int32_t depth;
+        int32_t quality;
+        double minPsnr;
+    } cases[] = {{24, 75, 37.0}, {24, 95, 44.0}, {8, 75, 38.0}, {8, 95, 45.0}};
+    ScratchDir dir;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.depth << " bits, quality " << c.quality);
+        Image source = MakeImage(97, 65, c.depth, 0);
+        std::string path = dir.file("rt.jpg");
+        ASSERT_EQ(EncodeFile(Jpeg(), path, source, c.quality), 1);
+        Decoded d = DecodeFile(Jpeg(), path);
+        ASSERT_EQ(d.code, 1);
+        ASSERT_EQ(d.image.width, 97);
+        ASSERT_EQ(d.image.height, 65);
+        EXPECT_EQ(d.status.lValue1, c.depth);
+        std::vector<unsigned char> expected = c.depth == 8 ? GreyAsRgb(source) : source.color;
+        EXPECT_GT(Psnr(d.image.color, expected), c.minPsnr);
+    }
+}
+
+}  // namespace
+}  // namespace vxtest
