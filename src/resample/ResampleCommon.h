@@ -1,0 +1,100 @@
+// Helpers shared by the resampling engines: format-word fields, buffer sizing, zeroed
+// allocation and the ready-line count every engine answers a push with.
+#ifndef VANDREL_RESAMPLE_RESAMPLECOMMON_H
+#define VANDREL_RESAMPLE_RESAMPLECOMMON_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "vandrel/ExResize.h"
+
+namespace vxresample {
+
+constexpr int32_t kErrMemory = EXERR_MEMORY;
+constexpr int32_t kErrSize = EXERR_SIZE;
+constexpr int32_t kErrNullBuffer = EXERR_NULL_BUFFER;
+constexpr int32_t kErrMoment = EXERR_MOMENT;
+constexpr int32_t kErrArgument = EXERR_ARGUMENT;
+
+constexpr int32_t kNearestShift = 1;
+constexpr int32_t kLinearBits = 10;
+constexpr int32_t kLinearOne = 1 << kLinearBits;
+constexpr int32_t kLinearMask = kLinearOne - 1;
+constexpr int32_t kProductBits = 2 * kLinearBits;
+constexpr int32_t kProductHalf = 1 << (kProductBits - 1);
+constexpr int32_t kPhaseBits = 6;
+constexpr int32_t kPhaseMask = (1 << kPhaseBits) - 1;
+constexpr int32_t kSmoothMinSize = 60;
+constexpr int32_t kSmoothMaxFactor = 16;
+
+// Samples per pixel, read as a signed byte the way the format word is declared.
+inline int32_t ChannelsOf(uint32_t format) {
+    return int32_t(format) >> 24;
+}
+inline int32_t BytesPerSampleField(uint32_t format) {
+    return int32_t((format >> 19) & 0x1f);
+}
+inline bool IsEightBit(uint32_t format) {
+    return BytesPerSampleField(format) == 1;
+}
+// Every width other than one byte runs through the 16-bit kernels, so buffers are sized for
+// the kernel that will touch them.
+inline int32_t KernelSampleBytes(uint32_t format) {
+    return IsEightBit(format) ? 1 : 2;
+}
+
+// The four 2-bit byte positions of the component fields, most significant field first.
+inline void ComponentPositions(uint32_t format, int32_t positions[4]) {
+    positions[0] = int32_t((format >> 12) & 3);
+    positions[1] = int32_t((format >> 8) & 3);
+    positions[2] = int32_t((format >> 4) & 3);
+    positions[3] = int32_t(format & 3);
+}
+
+// What the engines accept: both sides present, positive sizes, one format word, and a
+// channel count the kernels can walk.
+inline bool IsUsablePair(const EXIMAGEINFO* source, const EXIMAGEINFO* destination) {
+    return source != nullptr && destination != nullptr && source->lWidth > 0 &&
+           source->lHeight > 0 && destination->lWidth > 0 && destination->lHeight > 0 &&
+           source->ulFormat == destination->ulFormat && ChannelsOf(source->ulFormat) > 0;
+}
+
+// count × each bytes, or 0 when the product does not fit comfortably in memory arithmetic.
+inline size_t CheckedBytes(int64_t count, int64_t each) {
+    if (count <= 0 || each <= 0) return 0;
+    constexpr int64_t kLimit = int64_t(1) << 40;
+    if (count > kLimit / each) return 0;
+    return size_t(count * each);
+}
+
+// A zero-filled block from ExMemAlloc, or null. Zeroing once at set-up means that pad pixels
+// weighted 0 never read undefined memory.
+inline void* AllocZeroed(size_t bytes) {
+    if (bytes == 0) return nullptr;
+    void* block = ExMemAlloc(bytes);
+    if (block != nullptr) std::memset(block, 0, bytes);
+    return block;
+}
+
+// floor(index × numerator / denominator) with a 64-bit intermediate; a denominator of 0
+// (a one-pixel destination reached by calling an engine directly) maps everything to 0.
+inline int32_t ScaledPosition(int64_t index, int64_t numerator, int64_t denominator) {
+    return denominator > 0 ? int32_t(index * numerator / denominator) : 0;
+}
+
+// Destination lines ready after pushing source line `pushed`: all remaining ones after the
+// last source line, otherwise those from `nextDst` on whose last needed line has arrived.
+template <typename NeededLine>
+int32_t CountReadyLines(int32_t pushed, int32_t sourceHeight, int32_t nextDst,
+                        int32_t destinationHeight, NeededLine needed) {
+    if (pushed == sourceHeight - 1) return destinationHeight - nextDst;
+    int32_t k = nextDst;
+    while (k < destinationHeight && needed(k) <= pushed)
+        ++k;
+    return k - nextDst;
+}
+
+}  // namespace vxresample
+
+#endif

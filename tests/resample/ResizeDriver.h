@@ -1,0 +1,98 @@
+// Runs whole images through the resize handle's push/pull protocol and back into oracle
+// images, recording what every push answered.
+#ifndef VANDREL_TESTS_RESAMPLE_RESIZEDRIVER_H
+#define VANDREL_TESTS_RESAMPLE_RESIZEDRIVER_H
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "ResampleOracle.h"
+#include "vandrel/ExResize.h"
+
+namespace driver {
+
+inline uint32_t FormatWord(int32_t channels, int bits) {
+    return (uint32_t(channels) << 24) | (uint32_t(bits / 8) << 19) | 0x0123u;
+}
+
+inline oracle::Image Noise(int32_t w, int32_t h, int32_t ch, int bits, uint32_t seed) {
+    oracle::Image img = oracle::Blank(w, h, ch);
+    uint32_t state = seed * 2654435761u + 1;
+    for (uint32_t& s : img.samples) {
+        state = state * 1664525u + 1013904223u;
+        s = (state >> 8) & (bits == 8 ? 0xffu : 0xffffu);
+    }
+    return img;
+}
+
+inline oracle::Image Constant(int32_t w, int32_t h, int32_t ch, uint32_t value) {
+    oracle::Image img = oracle::Blank(w, h, ch);
+    for (uint32_t& s : img.samples)
+        s = value;
+    return img;
+}
+
+inline std::vector<unsigned char> PackLine(const oracle::Image& img, int32_t y, int bits) {
+    const size_t n = size_t(img.width) * img.channels;
+    std::vector<unsigned char> bytes(n * (bits / 8));
+    for (size_t i = 0; i < n; ++i) {
+        const uint32_t v = img.samples[size_t(y) * n + i];
+        if (bits == 8) {
+            bytes[i] = uint8_t(v);
+        } else {
+            const uint16_t s = uint16_t(v);
+            std::memcpy(&bytes[2 * i], &s, 2);
+        }
+    }
+    return bytes;
+}
+
+inline void UnpackLine(oracle::Image& img, int32_t y, const unsigned char* bytes, int bits) {
+    const size_t n = size_t(img.width) * img.channels;
+    for (size_t i = 0; i < n; ++i) {
+        uint16_t s = 0;
+        if (bits == 8) {
+            s = bytes[i];
+        } else {
+            std::memcpy(&s, bytes + 2 * i, 2);
+        }
+        img.samples[size_t(y) * n + i] = s;
+    }
+}
+
+struct Run {
+    int32_t begin = 0;
+    std::vector<int32_t> pushes;  // what every push answered
+    int32_t pullFailures = 0;
+    oracle::Image image;  // the lines that came out, in order
+    int32_t linesOut = 0;
+};
+
+inline Run Resize(const oracle::Image& src, int bits, int32_t dw, int32_t dh, int method,
+                  int32_t mode = 0) {
+    Run run;
+    run.image = oracle::Blank(dw, dh, src.channels);
+    EXRESIZE_HANDLE* h = nullptr;
+    if (ExCreateResizeHandle(&h) != 0) return run;
+    const EXIMAGEINFO s = {src.width, src.height, FormatWord(src.channels, bits)};
+    const EXIMAGEINFO d = {dw, dh, s.ulFormat};
+    run.begin = ExBeginResize(&s, &d, method, mode, h);
+    std::vector<unsigned char> out(size_t(dw) * src.channels * (bits / 8) + 16);
+    for (int32_t y = 0; run.begin == 0 && y < src.height; ++y) {
+        std::vector<unsigned char> line = PackLine(src, y, bits);
+        const int32_t ready = ExResizeSetLine(line.data(), h);
+        run.pushes.push_back(ready);
+        for (int32_t i = 0; i < ready; ++i) {
+            if (ExResizeGetLine(out.data(), h, nullptr) != 0) ++run.pullFailures;
+            if (run.linesOut < dh) UnpackLine(run.image, run.linesOut, out.data(), bits);
+            ++run.linesOut;
+        }
+    }
+    ExDisposeResizeHandle(h);
+    return run;
+}
+
+}  // namespace driver
+
+#endif
