@@ -24,9 +24,7 @@ int32_t Guarded(Body body) {
 
 template <typename Engine>
 void Release(Engine*& engine) {
-#if VX_MACRO_HAS_RESIZE && VX_MACRO_HAS_ROTATE
     if (engine != nullptr) engine->Delete();
-#endif
     engine = nullptr;
 }
 
@@ -47,10 +45,14 @@ VX_EXTERN_C VX_API IUtilMacroIF* CreateUtilMacro() {
 // --- The object. ---
 
 void CUtilMacro::Delete() {
+#if VX_MACRO_HAS_ROTATE
     Release(m_rotateA);
     Release(m_rotateB);
+#endif
+#if VX_MACRO_HAS_RESIZE
     Release(m_resizeA);
     Release(m_resizeB);
+#endif
     delete this;
 }
 

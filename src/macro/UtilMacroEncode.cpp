@@ -152,12 +152,10 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
             const void* line = src->GetLine(y, 0, -1);
             const void* alphaLine = withAlpha ? srcAlpha->GetLine(y, 0, -1) : nullptr;
             if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
+            // A resizer that has made every output line refuses further input; those lines
+            // simply yield nothing, as in ResizeLine.
             const int32_t ready = m_resizeA->SetLine(line);
-            if (ready < 0) return ready;
-            if (withAlpha) {
-                r = m_resizeB->SetLine(alphaLine);
-                if (r < 0) return r;
-            }
+            if (withAlpha) m_resizeB->SetLine(alphaLine);
             for (int32_t i = 0; i < ready; ++i) {
                 const void* outLine = m_resizeA->GetLine();
                 const void* outAlpha = withAlpha ? m_resizeB->GetLine() : nullptr;
