@@ -1,0 +1,158 @@
+// The macro over the real image-file service and codec plug-ins: PNM files decoded into
+// containers (plain, resized, squeezed), sources that can and cannot seek, containers encoded
+// to files, file-to-file resizing, and an alpha plane carried through PNG both ways.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "FakePlugInSupport.h"
+#include "TestSupport.h"
+#include "macro/MacroTestSupport.h"
+#include "vandrel/UtilResizeIF.h"
+
+using namespace vxtest;
+
+namespace {
+
+// A binary PPM of the test pattern.
+std::string PpmOf(const MemImage& image) {
+    std::string bytes = "P6\n" + std::to_string(image.info.lWidth) + " " +
+                        std::to_string(image.info.lHeight) + "\n255\n";
+    for (const auto& row : image.rows)
+        bytes.append(reinterpret_cast<const char*>(row.data()), size_t(image.info.lWidth) * 3);
+    return bytes;
+}
+
+class MacroFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        service = MakeService(VANDREL_PLUGIN_DIR);
+        service->AddPlugInPath(FakePlugInPath("lines").c_str());
+        image = MemImage::Make(20, 15);
+        ppm = dir.file("in.ppm");
+        WriteFile(ppm, PpmOf(image));
+        WriteFile(dir.file("a.seek"), "");
+        WriteFile(dir.file("a.noseek"), "");
+        macro = NewMacro(service.get(), &callback);
+        CUImageFileStatus status;
+        if (service->GetFileStatus(ppm.c_str(), &status) == kVxErrInvalidArgument)
+            GTEST_SKIP() << "the service reads no lines in this tree yet";
+    }
+
+    ScratchDir dir;
+    ServicePtr service;
+    RecordingCallback callback;
+    MacroPtr macro;
+    MemImage image;
+    std::string ppm;
+};
+
+TEST_F(MacroFileTest, APpmDecodesIntoAContainerUnchanged) {
+    ContainerPtr dst = NewContainer();
+    ContainerPtr dstAlpha = NewContainer();
+    ASSERT_EQ(macro->GetImage(ppm.c_str(), dst.get(), dstAlpha.get()), 1);
+    for (int32_t y = 0; y < 15; ++y)
+        ASSERT_EQ(LineOf(dst.get(), y), Unpadded(image.rows[size_t(y)], image.info));
+    EXPECT_EQ(dstAlpha->hasImage(), 0);  // a PPM has no alpha plane
+    EXPECT_EQ(callback.TotalSteps(), 128u);
+}
+
+TEST_F(MacroFileTest, SqueezeReadsTheSameFromSeekingAndNonSeekingSources) {
+    CURequest request;
+    request.info.lWidth = 5;
+    request.info.lHeight = 4;
+    request.strResizeMethod = "Squeeze";
+    std::vector<std::vector<unsigned char>> first;
+    for (const char* name : {"a.seek", "a.noseek", "in.ppm"}) {
+        ContainerPtr dst = NewContainer();
+        ASSERT_EQ(macro->GetImage(dir.file(name).c_str(), request, dst.get(), nullptr), 1) << name;
+        CUImageInfo info;
+        dst->GetImageInfo(info);
+        ASSERT_EQ(info.lWidth, 5);
+        ASSERT_EQ(info.lHeight, 4);
+        // Every source shows the same pattern; the 16 x 12 stand-ins and the 20 x 15 PPM pick
+        // pixels truncate(x * w / 5) of lines truncate(y * h / 4).
+        const int32_t w = std::string(name) == "in.ppm" ? 20 : 16;
+        const int32_t h = std::string(name) == "in.ppm" ? 15 : 12;
+        for (int32_t y = 0; y < 4; ++y) {
+            const std::vector<unsigned char> line = LineOf(dst.get(), y);
+            for (int32_t x = 0; x < 5; ++x)
+                EXPECT_EQ(
+                    line[size_t(3 * x + 1)],
+                    MemImage::Sample(int32_t(x * (double(w) / 5)), int32_t(y * (double(h) / 4)), 1))
+                    << name << " " << x << "," << y;
+        }
+    }
+}
+
+TEST_F(MacroFileTest, ResizedDecodesMatchAWholeImageResize) {
+    std::vector<unsigned char> pixels;
+    for (const auto& row : image.rows)
+        pixels.insert(pixels.end(), row.begin(), row.end());
+    for (const char* method : {"Nearest", "Bilinear", "Bicubic", "Quorix"}) {
+        CURequest request;
+        request.info.lWidth = 33;
+        request.info.lHeight = 9;
+        request.strResizeMethod = method;
+        ContainerPtr dst = NewContainer();
+        ASSERT_EQ(macro->GetImage(ppm.c_str(), request, dst.get(), nullptr), 1) << method;
+        const int32_t rowBytes = VxPaddedRowBytes(33, 24);
+        std::vector<unsigned char> expected(size_t(rowBytes) * 9);
+        IUtilResizeIF* resizer = CreateUtilResize();
+        resizer->GetImage(image.info, pixels.data(), request, expected.data());
+        resizer->Delete();
+        for (int32_t y = 0; y < 9; ++y) {
+            const auto begin = expected.begin() + ptrdiff_t(y) * rowBytes;
+            ASSERT_EQ(LineOf(dst.get(), y), std::vector<unsigned char>(begin, begin + 33 * 3))
+                << method << " line " << y;
+        }
+    }
+}
+
+TEST_F(MacroFileTest, ContainersEncodeToAPpmByteForByte) {
+    ContainerPtr src = ContainerOf(image);
+    const std::string out = dir.file("out.ppm");
+    ASSERT_EQ(macro->SetImage(out.c_str(), "PPM", src.get(), nullptr), 1);
+    EXPECT_EQ(ReadFile(out), PpmOf(image));
+}
+
+TEST_F(MacroFileTest, FileToFileResizesInEitherDirectionAndRefusesACopy) {
+    for (auto size : {std::make_pair(40, 30), std::make_pair(10, 5), std::make_pair(10, 30)}) {
+        CURequest request;
+        request.info.lWidth = size.first;
+        request.info.lHeight = size.second;
+        request.strFormatName = "PPM";
+        const std::string out = dir.file("sized.ppm");
+        ASSERT_EQ(macro->SetImage(ppm.c_str(), out.c_str(), request), 1) << size.first;
+        CUImageFileStatus status;
+        ASSERT_EQ(service->GetFileStatus(out.c_str(), &status), 1);
+        EXPECT_EQ(status.info.lWidth, size.first);
+        EXPECT_EQ(status.info.lHeight, size.second);
+    }
+    CURequest same;
+    same.info.lWidth = 20;
+    same.info.lHeight = 15;
+    same.strFormatName = "PPM";
+    EXPECT_EQ(macro->SetImage(ppm.c_str(), dir.file("copy.ppm").c_str(), same),
+              kVxErrMacroUnsupported);
+    EXPECT_FALSE(Exists(dir.file("copy.ppm")));
+}
+
+TEST_F(MacroFileTest, AnAlphaPlaneTravelsThroughPngBothWays) {
+    if (std::string(service->GetSupportedWritingType()).find("PNG") == std::string::npos)
+        GTEST_SKIP() << "no PNG plug-in";
+    MemImage rgba = MemImage::Make(12, 7, 24, 8);
+    ContainerPtr src = ContainerOf(rgba);
+    ContainerPtr srcAlpha = AlphaContainerOf(rgba);
+    const std::string png = dir.file("alpha.png");
+    ASSERT_EQ(macro->SetImage(png.c_str(), "PNG", src.get(), srcAlpha.get()), 1);
+    ContainerPtr dst = NewContainer();
+    ContainerPtr dstAlpha = NewContainer();
+    ASSERT_EQ(macro->GetImage(png.c_str(), dst.get(), dstAlpha.get()), 1);
+    for (int32_t y = 0; y < 7; ++y) {
+        EXPECT_EQ(LineOf(dst.get(), y), LineOf(src.get(), y)) << y;
+        EXPECT_EQ(LineOf(dstAlpha.get(), y), LineOf(srcAlpha.get(), y)) << y;
+    }
+}
+
+}  // namespace
