@@ -2,34 +2,20 @@
 // request into a process kind, the dispatchers, the progress arithmetic and the decoder hook.
 #include "macro/UtilMacro.h"
 
-#include <strings.h>
-
 #include <initializer_list>
 
+#include "macro/MacroEngines.h"
+#include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 
-#include "macro/MacroEngines.h"
+using namespace vxmacro;
 
 namespace {
-
-// Helpers report memory exhaustion as a code; nothing is thrown past a public operation.
-template <typename Body>
-int32_t Guarded(Body body) {
-    try {
-        return body();
-    } catch (...) {
-        return kVxErrMacroEngines;
-    }
-}
 
 template <typename Engine>
 void Release(Engine*& engine) {
     if (engine != nullptr) engine->Delete();
     engine = nullptr;
-}
-
-bool HoldsImage(const IUtilContainerIF* container) {
-    return container != nullptr && container->hasImage() != 0;
 }
 
 }  // namespace
@@ -296,15 +282,6 @@ int32_t CUtilMacro::AnalyzeRequest(int32_t handle, const char* dstPath, const CU
         return result;
     });
 }
-
-namespace {
-
-// The pick-pixels shrink, named in any letter case.
-bool IsSqueeze(const CURequest& request) {
-    return ::strcasecmp(request.strResizeMethod, "Squeeze") == 0;
-}
-
-}  // namespace
 
 int32_t CUtilMacro::DecodeResizeOrSqueeze(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                           IUtilContainerIF* dstAlpha) {

@@ -5,49 +5,11 @@
 #include <vector>
 
 #include "macro/MacroEngines.h"
+#include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
 
-namespace {
-
-bool HoldsImage(const IUtilContainerIF* container) {
-    return container != nullptr && container->hasImage() != 0;
-}
-
-CUImageInfo InfoOf(const IUtilContainerIF* container) {
-    CUImageInfo info;
-    container->GetImageInfo(info);
-    return info;
-}
-
-CUImageInfo Resized(CUImageInfo info, int32_t width, int32_t height) {
-    info.lWidth = width;
-    info.lHeight = height;
-    info.lRowBytes = VxPaddedRowBytes(width, info.lColorDepth);
-    return info;
-}
-
-std::vector<unsigned char> LineBuffer(const CUImageInfo& info) {
-    return std::vector<unsigned char>(size_t(info.RowBytes()));
-}
-
-// Empties the containers a failed operation had started to fill.
-void ClearIfFailed(int32_t status, IUtilContainerIF* image, IUtilContainerIF* alpha) {
-    if (VxSucceeded(status)) return;
-    if (image != nullptr) image->Clear();
-    if (alpha != nullptr) alpha->Clear();
-}
-
-template <typename Body>
-int32_t Guarded(Body body) {
-    try {
-        return body();
-    } catch (...) {
-        return kVxErrMacroEngines;
-    }
-}
-
-}  // namespace
+using namespace vxmacro;
 
 // --- Resize. ---
 

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "macro/MacroEngines.h"
+#include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
 
@@ -114,18 +115,9 @@ private:
     IUtilContainerIF* m_alpha;
 };
 
-CUImageInfo Resized(CUImageInfo info, int32_t width, int32_t height) {
-    info.lWidth = width;
-    info.lHeight = height;
-    info.lRowBytes = VxPaddedRowBytes(width, info.lColorDepth);
-    return info;
-}
-
-std::vector<unsigned char> LineBuffer(const CUImageInfo& info) {
-    return std::vector<unsigned char>(size_t(VxPaddedRowBytes(info.lWidth, info.lColorDepth)));
-}
-
 }  // namespace
+
+using namespace vxmacro;
 
 // --- Plain decode. ---
 

@@ -3,17 +3,14 @@
 //
 // The file gets the size of the lines written: the request handed to the encoder is a copy
 // whose size is that of the output lines (the container's, the resized or the rotated size).
-#include <strings.h>
-
 #include "macro/MacroEngines.h"
+#include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
 
-namespace {
+using namespace vxmacro;
 
-bool HoldsImage(const IUtilContainerIF* container) {
-    return container != nullptr && container->hasImage() != 0;
-}
+namespace {
 
 CUImageInfo PaddedInfoOf(const IUtilContainerIF* container) {
     CUImageInfo info;
@@ -22,31 +19,7 @@ CUImageInfo PaddedInfoOf(const IUtilContainerIF* container) {
     return info;
 }
 
-CUImageInfo Resized(CUImageInfo info, int32_t width, int32_t height) {
-    info.lWidth = width;
-    info.lHeight = height;
-    info.lRowBytes = VxPaddedRowBytes(width, info.lColorDepth);
-    return info;
-}
-
-template <typename Body>
-int32_t Guarded(Body body) {
-    try {
-        return body();
-    } catch (...) {
-        return kVxErrMacroEngines;
-    }
-}
-
-bool IsSqueeze(const CURequest& request) {
-    return ::strcasecmp(request.strResizeMethod, "Squeeze") == 0;
-}
-
-}  // namespace
-
 // An open write: ended and its handle deleted however the lines went.
-namespace {
-
 class WriteSession {
 public:
     explicit WriteSession(IVandrelIF* service) : m_service(service) {}
@@ -285,8 +258,7 @@ int32_t CUtilMacro::DecodeResizeToEncodeImage(int32_t handle, const char* dstPat
     int32_t r = temp.Create();
     if (r < 1) return r;
     CURequest copy(request);
-    r = IsSqueeze(copy) ? DecodeSqueeze(handle, copy, temp.Image(), temp.Alpha())
-                        : DecodeResize(handle, copy, temp.Image(), temp.Alpha());
+    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
     if (VxSucceeded(r)) r = EncodeImage(dstPath, copy, temp.Image(), temp.Alpha());
     return r;
 }
