@@ -1,6 +1,6 @@
 // The vandrel command-line tool. For now it knows one command, "demo": it loads the plug-ins
-// installed beside it, lists them, writes a small generated picture and opens it through the
-// service.
+// installed beside it, lists them, writes a small generated picture, describes it and reads it
+// back line by line through the service.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,6 +32,8 @@ const CodeName kCodeNames[] = {
     {kVxErrCodecData, "damaged or truncated image data"},
     {kVxErrCodecTooLarge, "image dimensions too large"},
     {kVxErrCodecUnsupported, "a layout the codec cannot handle"},
+    {kVxErrLineBuffer, "out of memory for line buffers"},
+    {kVxErrFileAttributes, "file attributes unreadable"},
 };
 
 std::string Describe(int32_t code) {
@@ -77,17 +79,54 @@ void ListPlugIns(IVandrelIF* service) {
     std::printf("PNM codec:      %s\n", version != nullptr ? version : "(none loaded)");
 }
 
-void ShowStatus(IVandrelIF* service, int32_t handle) {
+bool ShowStatus(IVandrelIF* service, int32_t handle, const std::string& picture) {
     CUImageFileStatus status;
     int32_t result = service->GetFileStatus(handle, &status);
     if (result < 0) {
-        std::printf("file status:    not available from this build: %s\n",
-                    Describe(result).c_str());
-        return;
+        std::fprintf(stderr, "vandrel: %s: %s\n", picture.c_str(), Describe(result).c_str());
+        return false;
     }
-    std::printf("file status:    %d x %d pixels, %d bits per pixel, %s, format %s\n",
+    std::printf("file status:    %d x %d pixels, %d bits per pixel, %s, format %s, %d bytes\n",
                 status.info.lWidth, status.info.lHeight, status.info.lColorDepth,
-                status.info.strColorSpace.c_str(), status.strFormat.c_str());
+                status.info.strColorSpace.c_str(), status.strFormat.c_str(), status.fileInfo.lSize);
+    return true;
+}
+
+// FNV-1a over the pixel bytes of each line (row padding left out).
+uint32_t Checksum(uint32_t hash, const unsigned char* bytes, size_t size) {
+    for (size_t i = 0; i < size; ++i)
+        hash = (hash ^ bytes[i]) * 16777619u;
+    return hash;
+}
+
+// Reads the picture as 24-bit RGB lines, as a caller of the service would.
+bool ReadLines(IVandrelIF* service, int32_t handle, const std::string& picture) {
+    CURequest request;  // 24-bit logical RGB
+    CUImageInfo info;
+    int32_t result = service->BeginReadLine(handle, request, &info, nullptr);
+    if (result < 0) {
+        std::fprintf(stderr, "vandrel: %s: %s\n", picture.c_str(), Describe(result).c_str());
+        return false;
+    }
+    uint32_t hash = 2166136261u;
+    int32_t lines = 0;
+    const size_t pixelBytes = size_t(info.lWidth) * size_t(info.lColorDepth / 8);
+    for (; lines < info.lHeight; ++lines) {
+        void* line = nullptr;
+        result = service->ReadLine(handle, &line, nullptr);
+        if (VxIsFailure(result)) break;
+        hash = Checksum(hash, static_cast<const unsigned char*>(line), pixelBytes);
+    }
+    const int32_t ended = service->EndReadLine(handle);
+    if (VxIsFailure(result) || ended < 0) {
+        const int32_t code = VxIsFailure(result) ? result : ended;
+        std::fprintf(stderr, "vandrel: %s: line %d: %s\n", picture.c_str(), lines,
+                     Describe(code).c_str());
+        return false;
+    }
+    std::printf("lines read:     %d of %d bits, %d bytes each, FNV-1a checksum 0x%08X\n", lines,
+                info.lColorDepth, info.lRowBytes, unsigned(hash));
+    return true;
 }
 
 int Demo(const std::string& plugInFolder) {
@@ -121,7 +160,8 @@ int Demo(const std::string& plugInFolder) {
             exitCode = 1;
         } else {
             std::printf("image handle:   %d\n", handle);
-            ShowStatus(service, handle);
+            if (!ShowStatus(service, handle, picture) || !ReadLines(service, handle, picture))
+                exitCode = 1;
             service->DeleteImageHandle(handle);
         }
     }
@@ -134,7 +174,7 @@ int Demo(const std::string& plugInFolder) {
 void Usage() {
     std::fprintf(stderr,
                  "usage: vandrel demo [--plugins DIR]\n"
-                 "  demo   list the plug-ins, write a sample picture and open it\n");
+                 "  demo   list the plug-ins, write a sample picture and read it back\n");
 }
 
 }  // namespace
