@@ -273,30 +273,4 @@ TEST_F(MacroTest, ACancelledDecoderMessageAnswersMinusOne) {
     EXPECT_EQ(macro->DecoderReportsProgress(), 5);
 }
 
-TEST_F(MacroTest, ProgressTopsUpToTheWholeStageOnlyWhenShort) {
-    uint32_t acc = 0;
-    EXPECT_TRUE(macro->ProcessLine(acc, 1023));
-    EXPECT_TRUE(callback.calls.empty());  // no whole step yet
-    EXPECT_TRUE(macro->ProcessLine(acc, 1));
-    EXPECT_EQ(callback.calls.back(), "Progress 1");
-    callback.calls.clear();
-    EXPECT_TRUE(macro->ProcessLineEnd(acc, 128));
-    EXPECT_EQ(callback.calls.back(), "Progress 127");
-    callback.calls.clear();
-    EXPECT_TRUE(macro->ProcessLineEnd(300 * 1024, 128));
-    EXPECT_TRUE(callback.calls.empty());
-}
-
-TEST_F(MacroTest, SeekProbeTellsASourceThatCannotSeekFromAFailure) {
-    const int32_t handle = service.GetImageHandle("a.img");
-    bool canSeek = false;
-    EXPECT_EQ(macro->ChkSeek(handle, canSeek), 1);
-    EXPECT_TRUE(canSeek);
-    service.canSeek = false;
-    EXPECT_EQ(macro->ChkSeek(handle, canSeek), 1);
-    EXPECT_FALSE(canSeek);
-    EXPECT_EQ(macro->DummyReadLine(handle, 0), 1);
-    EXPECT_TRUE(service.log.linesRead.empty());
-}
-
 }  // namespace

@@ -82,15 +82,4 @@ TEST_F(MacroEncodeTest, FailuresAndCancelsStillEndTheWrite) {
     EXPECT_EQ(cancelling.Stages().back(), "Finish");
 }
 
-TEST_F(MacroEncodeTest, ARequestWithoutChangesEncodesAtTheContainersSize) {
-    MemImage image = MemImage::Make(4, 6);
-    ContainerPtr src = ContainerOf(image);
-    CURequest request;  // no size named: the container's is used
-    request.strFormatName = "FAKE";
-    ASSERT_EQ(macro->SetImage("out.img", request, src.get(), nullptr), 1);
-    EXPECT_EQ(service.log.writeRequest.info.lWidth, 4);
-    EXPECT_EQ(service.log.writeRequest.info.lHeight, 6);
-    EXPECT_EQ(service.files["out.img"].rows.size(), 6u);
-}
-
 }  // namespace

@@ -1,5 +1,5 @@
 // The macro over the real image-file service and codec plug-ins: PNM files decoded into
-// containers (plain, resized, squeezed), sources that can and cannot seek, containers encoded
+// containers (plain and squeezed), sources that can and cannot seek, containers encoded
 // to files, file-to-file resizing, an alpha plane carried through PNG both ways, and squeezing
 // from every codec.
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include "FakePlugInSupport.h"
 #include "TestSupport.h"
 #include "macro/MacroTestSupport.h"
-#include "vandrel/UtilResizeIF.h"
 
 using namespace vxtest;
 
@@ -79,30 +78,6 @@ TEST_F(MacroFileTest, SqueezeReadsTheSameFromSeekingAndNonSeekingSources) {
                     line[size_t(3 * x + 1)],
                     MemImage::Sample(int32_t(x * (double(w) / 5)), int32_t(y * (double(h) / 4)), 1))
                     << name << " " << x << "," << y;
-        }
-    }
-}
-
-TEST_F(MacroFileTest, ResizedDecodesMatchAWholeImageResize) {
-    std::vector<unsigned char> pixels;
-    for (const auto& row : image.rows)
-        pixels.insert(pixels.end(), row.begin(), row.end());
-    for (const char* method : {"Nearest", "Bilinear", "Bicubic", "Quorix"}) {
-        CURequest request;
-        request.info.lWidth = 33;
-        request.info.lHeight = 9;
-        request.strResizeMethod = method;
-        ContainerPtr dst = NewContainer();
-        ASSERT_EQ(macro->GetImage(ppm.c_str(), request, dst.get(), nullptr), 1) << method;
-        const int32_t rowBytes = VxPaddedRowBytes(33, 24);
-        std::vector<unsigned char> expected(size_t(rowBytes) * 9);
-        IUtilResizeIF* resizer = CreateUtilResize();
-        resizer->GetImage(image.info, pixels.data(), request, expected.data());
-        resizer->Delete();
-        for (int32_t y = 0; y < 9; ++y) {
-            const auto begin = expected.begin() + ptrdiff_t(y) * rowBytes;
-            ASSERT_EQ(LineOf(dst.get(), y), std::vector<unsigned char>(begin, begin + 33 * 3))
-                << method << " line " << y;
         }
     }
 }
