@@ -4,9 +4,10 @@
 
 #include <initializer_list>
 
-#include "macro/MacroEngines.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
 
 using namespace vxmacro;
 
@@ -31,30 +32,22 @@ VX_EXTERN_C VX_API IUtilMacroIF* CreateUtilMacro() {
 // --- The object. ---
 
 void CUtilMacro::Delete() {
-#if VX_MACRO_HAS_ROTATE
     Release(m_rotateA);
     Release(m_rotateB);
-#endif
-#if VX_MACRO_HAS_RESIZE
     Release(m_resizeA);
     Release(m_resizeB);
-#endif
     delete this;
 }
 
 int32_t CUtilMacro::SetVandrelObj(IVandrelIF* service) {
     if (service == nullptr) return kVxErrMacroUnsupported;
     m_service = service;
-#if VX_MACRO_HAS_ROTATE
     if (m_rotateA == nullptr) m_rotateA = CreateUtilRotate();
     if (m_rotateB == nullptr) m_rotateB = CreateUtilRotate();
     if (m_rotateA == nullptr || m_rotateB == nullptr) return kVxErrMacroEngines;
-#endif
-#if VX_MACRO_HAS_RESIZE
     if (m_resizeA == nullptr) m_resizeA = CreateUtilResize();
     if (m_resizeB == nullptr) m_resizeB = CreateUtilResize();
     if (m_resizeA == nullptr || m_resizeB == nullptr) return kVxErrMacroEngines;
-#endif
     return 1;
 }
 

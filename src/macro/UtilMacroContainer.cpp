@@ -4,10 +4,11 @@
 #include <cstring>
 #include <vector>
 
-#include "macro/MacroEngines.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
 
 using namespace vxmacro;
 
@@ -15,7 +16,6 @@ using namespace vxmacro;
 
 int32_t CUtilMacro::ResizeLine(IUtilResizeIF* resizer, const void* line, IUtilContainerIF* dst,
                                int32_t& outY) {
-#if VX_MACRO_HAS_RESIZE
     const int32_t ready = resizer->SetLine(line);
     if (ready <= 0) return 1;  // still collecting input
     for (int32_t i = 0; i < ready; ++i) {
@@ -25,15 +25,11 @@ int32_t CUtilMacro::ResizeLine(IUtilResizeIF* resizer, const void* line, IUtilCo
         if (dst->SetLine(out, outY++, 0, -1) == 0) return kVxErrMacroSqueezeLine;
     }
     return 1;
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
                                 const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
-#if VX_MACRO_HAS_RESIZE
     if (!BeginProcess(IMacroCallback::ProcessResize)) return kVxErrCancelled;
     const CUImageInfo info = InfoOf(src);
     int32_t r = m_resizeA->BeginResize(info, request);
@@ -93,9 +89,6 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
     ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
     if (status > 0 && !goOn) return kVxErrCancelled;
     return status;
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 // --- Rotate. ---
@@ -103,7 +96,6 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
 int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
                                 const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
-#if VX_MACRO_HAS_ROTATE
     if (!BeginProcess(IMacroCallback::ProcessRotate)) return kVxErrCancelled;
     int32_t r = m_rotateA->BeginRotating(src, request);
     if (r < 0) {
@@ -157,9 +149,6 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
     ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
     if (status > 0 && !goOn) return kVxErrCancelled;
     return status;
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 int32_t CUtilMacro::ResizeAndRotate(CURequest& request, const IUtilContainerIF* src,

@@ -2,10 +2,11 @@
 // trimmed or rotated on the way.
 #include <vector>
 
-#include "macro/MacroEngines.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
 
 // The frame every decode shares: the decode stage reported to the callback, the request lent
 // a parameter list (when it has none) and the macro's message face for the decoder, the read
@@ -159,7 +160,6 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
 
 int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                  IUtilContainerIF* dstAlpha) {
-#if VX_MACRO_HAS_RESIZE
     DecodeFrame frame(*this, handle, request);
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
@@ -211,9 +211,6 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
     if (resizingAlpha) m_resizeB->EndResize();
     filled.ClearIfFailed(status);
     return frame.Close(status);
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 // --- Decode by picking pixels, skipping the lines not needed. ---

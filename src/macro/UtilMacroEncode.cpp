@@ -3,10 +3,11 @@
 //
 // The file gets the size of the lines written: the request handed to the encoder is a copy
 // whose size is that of the output lines (the container's, the resized or the rotated size).
-#include "macro/MacroEngines.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
 
 using namespace vxmacro;
 
@@ -92,7 +93,6 @@ int32_t CUtilMacro::EncodeImage(const char* dstPath, CURequest& request,
 // closing top-up is that of a single stage, so it never adds to the 256 steps.
 int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
                                  const IUtilContainerIF* src, const IUtilContainerIF* srcAlpha) {
-#if VX_MACRO_HAS_RESIZE
     CURequest copy(request);
     if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
     const CUImageInfo info = PaddedInfoOf(src);
@@ -148,14 +148,10 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
     const bool goOn = EndProcess();
     if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
     return status;
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
                                  const IUtilContainerIF* src, const IUtilContainerIF* srcAlpha) {
-#if VX_MACRO_HAS_ROTATE
     CURequest copy(request);
     if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
     const bool withAlpha = HoldsImage(srcAlpha);
@@ -210,9 +206,6 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
     const bool goOn = EndProcess();
     if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
     return status;
-#else
-    return kVxErrMacroUnsupported;
-#endif
 }
 
 // --- Chains through temporary containers. ---
