@@ -1,7 +1,7 @@
 // The macro over the real image-file service and codec plug-ins: PNM files decoded into
 // containers (plain and squeezed), sources that can and cannot seek, containers encoded
 // to files, file-to-file resizing, an alpha plane carried through PNG both ways, and squeezing
-// from every codec.
+// from every codec, and rotation from a file into a container and into another file.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -154,6 +154,33 @@ TEST_F(MacroFileTest, EveryCodecSqueezesToThePixelsOfItsFullDecode) {
             }
         }
     }
+}
+
+TEST_F(MacroFileTest, AFileTurnsIntoAContainerAndIntoAnotherFile) {
+    CURequest request;
+    request.dAngle = 90;
+    ContainerPtr dst = NewContainer();
+    ASSERT_EQ(macro->GetImage(ppm.c_str(), request, dst.get(), nullptr), 1);
+    CUImageInfo info;
+    dst->GetImageInfo(info);
+    ASSERT_EQ(info.lWidth, 15);
+    ASSERT_EQ(info.lHeight, 20);
+    // Output line i is source column i read from the bottom up.
+    const std::vector<unsigned char> line = LineOf(dst.get(), 7);
+    for (int32_t x : {0, 14})
+        EXPECT_EQ(line[size_t(3 * x)], MemImage::Sample(7, 14 - x, 0));
+
+    request.dAngle = 270;
+    request.strFormatName = "PPM";
+    const std::string out = dir.file("turned.ppm");
+    ASSERT_EQ(macro->SetImage(ppm.c_str(), out.c_str(), request), 1);
+    ContainerPtr back = NewContainer();
+    ASSERT_EQ(macro->GetImage(out.c_str(), back.get(), nullptr), 1);
+    back->GetImageInfo(info);
+    EXPECT_EQ(info.lWidth, 15);
+    EXPECT_EQ(info.lHeight, 20);
+    // At 270 degrees output line 0 is the last source column, read from the top.
+    EXPECT_EQ(LineOf(back.get(), 0)[0], MemImage::Sample(19, 0, 0));
 }
 
 }  // namespace
