@@ -104,11 +104,7 @@ class FilledContainers {
 public:
     explicit FilledContainers(IUtilContainerIF* image, IUtilContainerIF* alpha = nullptr)
         : m_image(image), m_alpha(alpha) {}
-    void ClearIfFailed(int32_t status) const {
-        if (VxSucceeded(status)) return;
-        if (m_image != nullptr) m_image->Clear();
-        if (m_alpha != nullptr) m_alpha->Clear();
-    }
+    void ClearIfFailed(int32_t status) const { vxmacro::ClearIfFailed(status, m_image, m_alpha); }
     void SetAlpha(IUtilContainerIF* alpha) { m_alpha = alpha; }
 
 private:
@@ -306,7 +302,7 @@ int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilConta
     const uint32_t inc = frame.LineIncrement(2, out.lHeight);
 
     FilledContainers filled(dst);
-    const int32_t status = [&]() -> int32_t {
+    const int32_t status = Guarded([&]() -> int32_t {
         if (out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroNoImage;
         bool canSeek = false;
         const int32_t seek = ChkSeek(handle, canSeek);
@@ -337,7 +333,7 @@ int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilConta
         }
         if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
         return picker.LastRead();
-    }();
+    });
     filled.ClearIfFailed(status);
     return frame.Close(status);
 }
@@ -358,7 +354,7 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
     const uint32_t inc = frame.LineIncrement(1, out.lHeight);
 
     FilledContainers filled(dst);
-    const int32_t status = [&]() -> int32_t {
+    const int32_t status = Guarded([&]() -> int32_t {
         const bool inside = l1 >= 0 && t1 >= 0 && r1 < info.lWidth && b1 < info.lHeight &&
                             cut.lWidth >= 1 && cut.lHeight >= 1;
         if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
@@ -396,7 +392,7 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
         }
         if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
         return picker.LastRead();
-    }();
+    });
     filled.ClearIfFailed(status);
     return frame.Close(status);
 }
