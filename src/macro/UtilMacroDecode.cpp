@@ -82,9 +82,12 @@ public:
     }
 
 private:
+    // The request gets its own links back; the decode is over, so nothing is forwarded any
+    // more either.
     void RestoreRequest() {
         m_request.pParamList = m_ownParamList;
         m_request.pMessageProc = m_ownMessageProc;
+        m_macro.m_savedMessageProc = nullptr;
     }
 
     CUtilMacro& m_macro;
