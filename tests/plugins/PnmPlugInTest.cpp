@@ -1,47 +1,17 @@
-#include <dlfcn.h>
+// The PNM codec as the service loads it: files it writes and reads back, damaged headers,
+// seeking and the quirks of its selection.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
-#include <vector>
-
-#include "FakePlugInSupport.h"
-#include "TestSupport.h"
-#include "vandrel/PlugIn.h"
+#include "CodecTestSupport.h"
 
 namespace {
 
-const std::string kModule = std::string(VANDREL_PLUGIN_DIR) + "/pnm.so";
-
-// The codec as the service sees it: loaded from the build's plug-in folder.
 class PnmTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        module = ::dlopen(kModule.c_str(), RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(module, nullptr) << ::dlerror();
-        auto create = reinterpret_cast<VxCreatePlugInProc>(::dlsym(module, kVxPlugInEntryPoint));
-        ASSERT_NE(create, nullptr);
-        prototype = create();
-        ASSERT_NE(prototype, nullptr);
-    }
-    void TearDown() override {
-        if (prototype != nullptr) prototype->Delete();
-        ::dlclose(module);
-    }
+    void SetUp() override { ASSERT_NE(prototype, nullptr); }
+    vxtest::Instance Open(const std::string& file) { return vxtest::Instance(prototype, file); }
 
-    struct Instance {
-        IPlugIn* p;
-        ~Instance() { p->Delete(); }
-        IPlugIn* operator->() const { return p; }
-    };
-    Instance Open(const std::string& file) {
-        IPlugIn* instance = prototype->CreateInstance();
-        instance->SetFileName(file.c_str());
-        return Instance{instance};
-    }
-
-    void* module = nullptr;
-    IPlugIn* prototype = nullptr;
+    IPlugIn* prototype = vxtest::CodecPrototype("pnm");
     vxtest::ScratchDir dir;
 };
 
@@ -322,34 +292,16 @@ TEST_F(PnmTest, SelectionByExtensionSignatureAndFormatName) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(prototype->IsSupportedFile(c.file.c_str()), c.expected) << c.file;
-    EXPECT_EQ(prototype->AddExtensionName(".pbmx"), 1);
-    EXPECT_EQ(prototype->IsSupportedFile(dir.file("x.pbmx").c_str()), 1);
-    EXPECT_STREQ(prototype->GetExtensionName(), ".pnm;.ppm;.pgm;PNM;.pbmx;");
+    auto own = Open("");
+    EXPECT_EQ(own->AddExtensionName(".pbmx"), 1);
+    EXPECT_EQ(own->IsSupportedFile(dir.file("x.pbmx").c_str()), 1);
+    EXPECT_STREQ(own->GetExtensionName(), ".pnm;.ppm;.pgm;PNM;.pbmx;");
 
     for (const char* name : {"PNM", "PPM", "pgm"})
         EXPECT_EQ(prototype->IsSupportedFormat(name), 1);
     for (const char* name : {"JPEG", "", static_cast<const char*>(nullptr)})
         EXPECT_EQ(prototype->IsSupportedFormat(name), 0);
     EXPECT_STREQ(prototype->GetReadingType(), "PNM");
-}
-
-TEST_F(PnmTest, TheServiceChoosesItForPnmFiles) {
-    CBundleLoadRec::ResetForTesting();
-    const std::string file = dir.file("picture.ppm");
-    vxtest::WriteFile(file, "P6\n2 2\n255\n" + std::string(12, '\x7f'));
-    auto service = vxtest::MakeService(VANDREL_PLUGIN_DIR);
-    EXPECT_NE(std::string(service->GetSupportedReadingType()).find(" PNM"), std::string::npos);
-    int32_t h = service->GetImageHandle(file.c_str());
-    ASSERT_GT(h, 0);
-    CUImageFileStatus status;
-    ASSERT_EQ(service->GetPluginObj(h)->GetFileStatus(&status), 1);
-    EXPECT_EQ(status.info.lWidth, 2);
-    EXPECT_EQ(service->DeleteImageHandle(h), 1);
-    h = service->GetImageHandle(dir.file("new.out").c_str(), "PGM");
-    EXPECT_GT(h, 0);
-    EXPECT_EQ(service->DeleteImageHandle(h), 1);
-    service.reset();
-    CBundleLoadRec::ResetForTesting();
 }
 
 }  // namespace

@@ -145,20 +145,6 @@ TEST_F(PnmServiceTest, A48BitFileReadInEachLayout) {
     }
 }
 
-TEST_F(PnmServiceTest, GreyFilesAreReadAsRgbLines) {
-    const std::string path = dir.file("grey.pgm");
-    vxtest::WriteFile(path, "P5\n3 2\n255\n" + std::string("\x01\x80\xff\x00\x10\x20", 6));
-    CUImageFileStatus status;
-    ASSERT_EQ(service->GetFileStatus(path.c_str(), &status), 1);
-    EXPECT_EQ(status.info.lColorDepth, 24);
-    EXPECT_STREQ(status.strFormat, "PGM");
-    CUImageInfo info;
-    auto lines = ReadAll(path, CURequest(), &info);
-    ASSERT_EQ(lines.size(), 2u);
-    const std::vector<unsigned char> first{1, 1, 1, 0x80, 0x80, 0x80, 0xff, 0xff, 0xff};
-    EXPECT_TRUE(std::equal(first.begin(), first.end(), lines[0].begin()));
-}
-
 TEST_F(PnmServiceTest, NativeLinesWrittenToA24BitFileReadBackLogical) {
     const std::string path = dir.file("native.ppm");
     CURequest request = Wanting(24, 0, "RGB");
