@@ -6,20 +6,24 @@
 
 namespace {
 
-class PnmTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_NE(prototype, nullptr); }
-    vxtest::Instance Open(const std::string& file) { return vxtest::Instance(prototype, file); }
-
-    IPlugIn* prototype = vxtest::CodecPrototype("pnm");
-    vxtest::ScratchDir dir;
-};
-
 struct Layout {
     int32_t depth;
     const char* format;
     int32_t channels() const { return depth == 8 || depth == 16 ? 1 : 3; }
     int32_t bytesPerSample() const { return depth == 16 || depth == 48 ? 2 : 1; }
+};
+
+class PnmTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_NE(prototype, nullptr); }
+    vxtest::Instance Open(const std::string& file) { return vxtest::Instance(prototype, file); }
+
+    // Writes the pattern lines through the codec; the first failure, else what closing says.
+    int32_t WritePattern(const std::string& file, const Layout& layout, int32_t width,
+                         int32_t height);
+
+    IPlugIn* prototype = vxtest::CodecPrototype("pnm");
+    vxtest::ScratchDir dir;
 };
 
 // A pattern that differs in every byte of a 16-bit sample and from line to line.
@@ -59,6 +63,16 @@ CURequest WriteRequest(const Layout& layout, int32_t width, int32_t height) {
     return r;
 }
 
+int32_t PnmTest::WritePattern(const std::string& file, const Layout& layout, int32_t width,
+                              int32_t height) {
+    auto writer = Open(file);
+    int32_t code = writer->SetRequest(WriteRequest(layout, width, height), CUImageFileStatus());
+    if (code == 1) code = writer->Open("w");
+    for (int32_t y = 0; y < height && code == 1; ++y)
+        code = writer->WriteLine(PatternLine(layout, width, y).data(), nullptr);
+    return code == 1 ? writer->Close() : code;
+}
+
 TEST_F(PnmTest, ReadsBackWhatItWritesByteForByte) {
     const Layout layouts[] = {{8, "PGM"}, {16, "PNM"}, {24, "PPM"}, {48, "PNM"}, {24, "pnm"}};
     for (const Layout& layout : layouts) {
@@ -66,16 +80,7 @@ TEST_F(PnmTest, ReadsBackWhatItWritesByteForByte) {
             const int32_t height = 7;
             SCOPED_TRACE(std::to_string(layout.depth) + " bits, width " + std::to_string(width));
             const std::string file = dir.file("rt.pnm");
-            {
-                auto writer = Open(file);
-                ASSERT_EQ(
-                    writer->SetRequest(WriteRequest(layout, width, height), CUImageFileStatus()),
-                    1);
-                ASSERT_EQ(writer->Open("w"), 1);
-                for (int32_t y = 0; y < height; ++y)
-                    ASSERT_EQ(writer->WriteLine(PatternLine(layout, width, y).data(), nullptr), 1);
-                ASSERT_EQ(writer->Close(), 1);
-            }
+            ASSERT_EQ(WritePattern(file, layout, width, height), 1);
             const std::string bytes = vxtest::ReadFile(file);
             const std::string header = std::string(layout.channels() == 1 ? "P5" : "P6") + "\n" +
                                        std::to_string(width) + " " + std::to_string(height) + "\n" +
@@ -151,14 +156,7 @@ TEST_F(PnmTest, SeeksForwardAndBackward) {
     const Layout layout{48, "PPM"};
     const int32_t width = 6, height = 10;
     const std::string file = dir.file("seek.ppm");
-    {
-        auto writer = Open(file);
-        writer->SetRequest(WriteRequest(layout, width, height), CUImageFileStatus());
-        ASSERT_EQ(writer->Open("w"), 1);
-        for (int32_t y = 0; y < height; ++y)
-            ASSERT_EQ(writer->WriteLine(PatternLine(layout, width, y).data(), nullptr), 1);
-        ASSERT_EQ(writer->Close(), 1);
-    }
+    ASSERT_EQ(WritePattern(file, layout, width, height), 1);
     auto reader = Open(file);
     EXPECT_EQ(reader->SeekLine(0, 1), kVxErrCodecState);  // not open yet
     ASSERT_EQ(reader->Open("r"), 1);
