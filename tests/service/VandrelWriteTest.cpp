@@ -29,87 +29,83 @@ std::vector<unsigned char> Pattern(size_t bytes, int seed) {
     return line;
 }
 
-using Bytes = std::vector<unsigned char>;
-
-Bytes Logical(const Bytes& native) {
-    Bytes out;
-    for (size_t x = 0; x + 3 < native.size(); x += 4)
-        out.insert(out.end(), &native[x + 1], &native[x + 4]);
-    return out;
+TEST_F(WriteTest, NativeLinesReachTheCodecAsLogicalOnes) {
+    const int32_t width = 5;
+    const CUImageInfo caller = CallerLines(width, 32, 1);
+    int32_t h =
+        service->BeginWriteLine(dir.file("out.rec").c_str(), FileOf(width, 24), &caller, nullptr);
+    ASSERT_GT(h, 0);
+    CParam* p = Param(h);
+    EXPECT_EQ(p->lConvert, kVxConvNativeToLogical);
+    rec->keepBytes = width * 3;
+    for (int y = 0; y < 2; ++y) {
+        auto native = Pattern(width * 4, y);
+        ASSERT_EQ(service->WriteLine(h, native.data(), nullptr), 1);
+        EXPECT_EQ(rec->lines.back(), p->bufRead.pBuffer);
+        EXPECT_EQ(rec->lines2.back(), nullptr);
+        std::vector<unsigned char> logical;
+        for (int x = 0; x < width; ++x)
+            logical.insert(logical.end(), &native[4 * x + 1], &native[4 * x + 4]);
+        EXPECT_EQ(rec->written.back(), logical);
+    }
+    EXPECT_EQ(p->bufRead.info.bNative, 0);
+    EXPECT_EQ(p->lLine, 2);
+    EXPECT_EQ(service->EndWriteLine(h), 1);
+    EXPECT_EQ(p->bufRead.bAlloc + p->bufConv.bAlloc, 0);
+    EXPECT_EQ(service->DeleteImageHandle(h), 1);
 }
-Bytes Ycc(const Bytes& rgb) {
-    Bytes out;
-    for (size_t x = 0; x + 2 < rgb.size(); x += 3) {
-        const int in[3] = {rgb[x], rgb[x + 1], rgb[x + 2]};
+
+TEST_F(WriteTest, RgbLinesForAYccFileAreConvertedWhereTheyLie) {
+    const int32_t width = 4;
+    const CUImageInfo caller = CallerLines(width, 24);
+    int32_t h = service->BeginWriteLine(dir.file("out.rec").c_str(), FileOf(width, 24, "YCC"),
+                                        &caller, nullptr);
+    ASSERT_GT(h, 0);
+    CParam* p = Param(h);
+    rec->keepBytes = width * 3;
+    auto rgb = Pattern(width * 3, 0);
+    const auto original = rgb;
+    ASSERT_EQ(service->WriteLine(h, rgb.data(), nullptr), 1);
+    EXPECT_EQ(rgb, original);  // the caller's line is copied first
+    EXPECT_EQ(rec->lines.back(), p->bufRead.pBuffer);
+    for (int x = 0; x < width; ++x) {
+        const int in[3] = {rgb[3 * x], rgb[3 * x + 1], rgb[3 * x + 2]};
         int ycc[3];
         vxtest::ref::RgbToYcc(in, 128, ycc);
-        out.insert(out.end(), ycc, ycc + 3);
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(rec->written.back()[3 * x + c], ycc[c]);
     }
-    return out;
-}
-Bytes Widened(const Bytes& in) {
-    Bytes out;
-    for (unsigned char b : in) {
-        const uint16_t word = uint16_t(b << 8);
-        const auto* bytes = reinterpret_cast<const unsigned char*>(&word);
-        out.insert(out.end(), bytes, bytes + 2);
-    }
-    return out;
+    EXPECT_EQ(service->EndWriteLine(h), 1);
 }
 
-// The codec is handed the converted line, from the handle's own storage; the caller's line is
-// left as it was, and a second plane travels only with the lines that bring one.
-TEST_F(WriteTest, CallersLinesReachTheCodecConverted) {
-    const int32_t width = 4;
-    const struct {
-        const char* name;
-        CURequest file;
-        CUImageInfo caller;
-        bool second;
-        int32_t convert;
-        Bytes (*expected)(const Bytes&);
-        bool fromConverted;  // from the handle's converted lines, else from its read lines
-    } cases[] = {
-        {"native", FileOf(width, 24), CallerLines(width, 32, 1), false, kVxConvNativeToLogical,
-         Logical, false},
-        {"to YCC", FileOf(width, 24, "YCC"), CallerLines(width, 24), false, kVxConvRgbToYcc, Ycc,
-         false},
-        {"widened", FileOf(width, 48), CallerLines(width, 24), true, kVxConvWiden, Widened, true},
-    };
-    const CUImageInfo caller2 = CallerLines(width, 8);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        rec->Reset();
-        int32_t h = service->BeginWriteLine(dir.file("out.rec").c_str(), c.file, &c.caller,
-                                            c.second ? &caller2 : nullptr);
-        ASSERT_GT(h, 0);
-        CParam* p = Param(h);
-        EXPECT_EQ(p->lConvert, c.convert);
-        // Callers' lines are padded to whole words, as every line is.
-        const Bytes main = Pattern(size_t(VxPaddedRowBytes(width, c.caller.lColorDepth)), 1);
-        const Bytes second = Pattern(size_t(VxPaddedRowBytes(width, 8)), 2);
-        const Bytes wantMain =
-            c.expected(Bytes(main.begin(), main.begin() + width * c.caller.lColorDepth / 8));
-        rec->keepBytes = wantMain.size();
-        rec->keepBytes2 = size_t(2 * width);
-        for (int y = 0; y < 2; ++y) {
-            const bool withSecond = c.second && y == 0;
-            Bytes line = main;
-            ASSERT_EQ(service->WriteLine(h, line.data(), withSecond ? second.data() : nullptr), 1);
-            EXPECT_EQ(line, main) << "the caller's line is copied first";
-            EXPECT_EQ(rec->lines.back(), c.fromConverted ? p->bufConv.pBuffer : p->bufRead.pBuffer);
-            EXPECT_EQ(rec->written.back(), wantMain);
-            EXPECT_EQ(rec->lines2.back(), withSecond ? p->bufConv2.pBuffer : nullptr);
-            if (withSecond) {
-                EXPECT_EQ(rec->written2.back(),
-                          Widened(Bytes(second.begin(), second.begin() + width)));
-            }
-        }
-        EXPECT_EQ(p->lLine, 2);
-        EXPECT_EQ(service->EndWriteLine(h), 1);
-        EXPECT_EQ(p->bufRead.bAlloc + p->bufConv.bAlloc, 0);
-        EXPECT_EQ(service->DeleteImageHandle(h), 1);
-    }
+TEST_F(WriteTest, WideningCarriesTheSecondPlaneWhenOneIsGiven) {
+    const int32_t width = 3;
+    const CUImageInfo caller = CallerLines(width, 24);
+    CUImageInfo caller2 = CallerLines(width, 8);
+    int32_t h =
+        service->BeginWriteLine(dir.file("out.rec").c_str(), FileOf(width, 48), &caller, &caller2);
+    ASSERT_GT(h, 0);
+    CParam* p = Param(h);
+    EXPECT_EQ(p->lConvert, kVxConvWiden);
+    EXPECT_EQ(p->bufConv2.info.lColorDepth, 16);
+    rec->keepBytes = width * 6;
+    rec->keepBytes2 = width * 2;
+    // Callers' lines are padded to whole words, as every line is.
+    auto main = Pattern(size_t(VxPaddedRowBytes(width, 24)), 1);
+    auto second = Pattern(size_t(VxPaddedRowBytes(width, 8)), 2);
+    ASSERT_EQ(service->WriteLine(h, main.data(), second.data()), 1);
+    EXPECT_EQ(rec->lines.back(), p->bufConv.pBuffer);
+    EXPECT_EQ(rec->lines2.back(), p->bufConv2.pBuffer);
+    auto words = vxtest::Words(rec->written.back().data(), width * 3);
+    auto words2 = vxtest::Words(rec->written2.back().data(), width);
+    for (int32_t i = 0; i < width * 3; ++i)
+        EXPECT_EQ(words[i], main[i] << 8);
+    for (int32_t i = 0; i < width; ++i)
+        EXPECT_EQ(words2[i], second[i] << 8);
+
+    ASSERT_EQ(service->WriteLine(h, main.data(), nullptr), 1);
+    EXPECT_EQ(rec->lines2.back(), nullptr);  // no second line given, none handed over
+    EXPECT_EQ(service->EndWriteLine(h), 1);
 }
 
 TEST_F(WriteTest, WithoutTheCallersLayoutLinesGoOverUntouched) {
