@@ -1,4 +1,5 @@
 #include "RecordingService.h"
+#include "vandrel/MessageProc.h"
 
 namespace {
 
@@ -111,7 +112,12 @@ TEST_F(ReadTest, BeginAsksStatusThenRequestThenOpens) {
     CURequest request = Wanting(48);
     request.lQuality = 33;
     request.bSubImage = 1;  // the file has no third image
+    IMessageProc listener;
+    request.pMessageProc = &listener;
     EXPECT_EQ(service->BeginReadLine(h, request, nullptr, nullptr), kVxWarnCodecData);
+    EXPECT_EQ(rec->request.pMessageProc, &listener)
+        << "the decoder reports to this read's listener";
+    EXPECT_EQ(Param(h)->request.pMessageProc, nullptr) << "the handle keeps its own";
     EXPECT_EQ(rec->calls, (std::vector<std::string>{"GetFileStatus", "SetRequest", "Open r"}));
     EXPECT_EQ(rec->request.lQuality, 33);
     EXPECT_EQ(rec->request.bSubImage, 0);
