@@ -330,7 +330,7 @@ TEST_F(TagSearchFiles, FileKindComesFromTheNameAlone) {
     EXPECT_EQ(Search(tiff, {kOrientation}).result, 1);
 }
 
-TEST_F(TagSearchFiles, FilesThatCannotBeOpenedAndNullArgumentsFail) {
+TEST_F(TagSearchFiles, AFolderAndNullArgumentsFail) {
     ASSERT_EQ(::mkdir(m_dir.file("folder.jpg").c_str(), 0755), 0);
     EXPECT_EQ(Search(m_dir.file("folder.jpg"), {kOrientation}).result, -1);
 
@@ -340,8 +340,11 @@ TEST_F(TagSearchFiles, FilesThatCannotBeOpenedAndNullArgumentsFail) {
     EXPECT_EQ(FastTagSearch(path.c_str(), nullptr, 1, &value), -1);
     EXPECT_EQ(FastTagSearch(path.c_str(), &kOrientation, 1, nullptr), -1);
     EXPECT_EQ(FastTagSearch(path.c_str(), nullptr, 0, nullptr), 0);
+}
 
+TEST_F(TagSearchFiles, AnUnreadableFileCannotBeOpened) {
     if (::geteuid() == 0) GTEST_SKIP() << "permissions do not stop the superuser";
+    const std::string path = put("locked.tif", WithOrientation());
     ASSERT_EQ(::chmod(path.c_str(), 0), 0);
     const Outcome got = Search(path, {kOrientation});
     EXPECT_EQ(got.result, -1);
