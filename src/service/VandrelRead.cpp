@@ -148,8 +148,12 @@ int32_t CVandrel::BeginReadLine(int32_t handle, const CURequest& request, CUImag
     if (p->request.bSubImage == 1 && (status.info3.lHeight < 1 || status.info3.lWidth < 1))
         p->request.bSubImage = 0;
 
+    // The handle keeps its own message procedure; the decoder reports its progress to the one
+    // that came with this read, so a pipeline that put itself there hears the decoder.
+    CURequest forDecoder(p->request);
+    forDecoder.pMessageProc = request.pMessageProc;
     IPlugIn* plugIn = p->pPlugIn;
-    result = plugIn->SetRequest(CURequest(p->request), CUImageFileStatus(status));
+    result = plugIn->SetRequest(forDecoder, CUImageFileStatus(status));
     if (result < 0) return result;
     const int32_t opened = plugIn->Open("r");
     if (VxIsFailure(opened)) return opened;

@@ -18,25 +18,19 @@ using vxtest::MakeInfo;
 
 namespace {
 
-TEST(ContainerPaging, AnImageThatFitsTheCacheNeverTouchesTheDisk) {
+// An image that fits the cache never touches the disk until PageOut, which writes every piece;
+// the page file goes with Clear, Create and Delete.
+TEST(ContainerPaging, PageOutWritesEveryPieceAndTheFileGoesWithClearCreateAndDelete) {
     vxtest::ScopedTempDir tmp;
-    ContainerPtr c = MakeContainer(MakeInfo(400, 300, 24), 12, 128);  // 4 x 3 pieces
+    const CUImageInfo info = MakeInfo(400, 300, 24);
+    ContainerPtr c = MakeContainer(info, 12, 128);  // 4 x 3 pieces
     ASSERT_TRUE(c);
     ASSERT_TRUE(vxtest::FillWithPattern(*c));
     EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
     EXPECT_TRUE(tmp.PageFiles().empty());
-}
-
-TEST(ContainerPaging, PageOutWritesEveryPieceAndTheFileGoesWithClearCreateAndDelete) {
-    vxtest::ScopedTempDir tmp;
-    const CUImageInfo info = MakeInfo(400, 300, 24);
-    ContainerPtr c = MakeContainer(info, 12, 128);
-    ASSERT_TRUE(c);
-    ASSERT_TRUE(vxtest::FillWithPattern(*c));
     ASSERT_EQ(c->PageOut(), 1);
-    CUtilContainer* paged = vxtest::AsPaged(c);
     for (int32_t i = 0; i < 12; ++i)
-        EXPECT_FALSE(paged->GetPiece(i)->HoldsMemory()) << i;
+        EXPECT_FALSE(vxtest::AsPaged(c)->GetPiece(i)->HoldsMemory()) << i;
     ASSERT_EQ(tmp.PageFiles().size(), 1u);
     EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
 
@@ -63,15 +57,11 @@ TEST(ContainerPaging, AnUnusableTemporaryFolderFailsTheLineButLosesNoPixels) {
     ASSERT_TRUE(c);
 
     ::setenv("TMPDIR", notAFolder.c_str(), 1);
-    int32_t refused = -1;
-    for (int32_t y = 0; y < info.lHeight && refused < 0; ++y) {
-        std::vector<uint8_t> line = vxtest::PatternLine(info, y);
-        if (c->SetLine(line.data(), y, 0, -1) != 1) refused = y;
-    }
-    EXPECT_EQ(refused, 128);  // the first line that needs a row of pieces to leave memory
+    EXPECT_EQ(vxtest::FirstRefusedLine(*c),
+              128);  // the first line that needs a row of pieces to leave memory
     EXPECT_EQ(c->PageOut(), 0);
+    std::vector<uint8_t> got(size_t(info.lRowBytes));
     for (int32_t y = 0; y < 128; ++y) {
-        std::vector<uint8_t> got(size_t(info.lRowBytes));
         ASSERT_EQ(c->GetLine(got.data(), y, 0), 1);
         EXPECT_TRUE(got == vxtest::PatternLine(info, y)) << "line " << y;
     }
@@ -113,19 +103,12 @@ int FillUntilTheDiskIsFullThenFinish(rlim_t) {
     const CUImageInfo info = MakeInfo(300, 1000, 24);  // 3 x 8 pieces of 48 KiB
     ContainerPtr c = MakeContainer(info, 1, 128);
     if (!c) return 1;
-    int32_t refused = -1;
-    for (int32_t y = 0; y < info.lHeight && refused < 0; ++y) {
-        std::vector<uint8_t> line = vxtest::PatternLine(info, y);
-        if (c->SetLine(line.data(), y, 0, -1) != 1) refused = y;
-    }
-    if (refused < 128) return 2;  // must fail, and only once pieces must leave memory
+    const int32_t refused = vxtest::FirstRefusedLine(*c);
+    if (refused < 128 || refused >= info.lHeight) return 2;  // only once pieces leave memory
     if (c->PageOut() != 0) return 3;
     LiftFileSizeLimit();
     // The disk has room again: the refused line and everything after it go through.
-    for (int32_t y = refused; y < info.lHeight; ++y) {
-        std::vector<uint8_t> line = vxtest::PatternLine(info, y);
-        if (c->SetLine(line.data(), y, 0, -1) != 1) return 4;
-    }
+    if (vxtest::FirstRefusedLine(*c, refused) != info.lHeight) return 4;
     if (vxtest::FirstLineNotMatchingPattern(*c) != -1) return 5;
     if (tmp.PageFiles().size() != 1) return 6;
     c.reset();

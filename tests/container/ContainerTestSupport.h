@@ -47,10 +47,9 @@ inline std::vector<uint8_t> PatternLine(const CUImageInfo& info, int32_t y) {
 // The whole pattern image as one buffer of padded lines.
 inline std::vector<uint8_t> PatternImage(const CUImageInfo& info) {
     std::vector<uint8_t> image;
-    for (int32_t y = 0; y < info.lHeight; ++y) {
-        std::vector<uint8_t> line = PatternLine(info, y);
-        image.insert(image.end(), line.begin(), line.end());
-    }
+    for (int32_t y = 0; y < info.lHeight; ++y)
+        for (uint8_t b : PatternLine(info, y))
+            image.push_back(b);
     return image;
 }
 
@@ -71,15 +70,19 @@ inline ContainerPtr MakeContainer(const CUImageInfo& info, int cacheCount, int p
     return c;
 }
 
-// Writes the pattern line by line; false at the first refused line.
+// Writes pattern lines from `from` on; the first line refused, or the height.
+inline int32_t FirstRefusedLine(IUtilContainerIF& c, int32_t from = 0) {
+    CUImageInfo info;
+    c.GetImageInfo(info);
+    for (int32_t y = from; y < info.lHeight; ++y)
+        if (c.SetLine(PatternLine(info, y).data(), y, 0, -1) != 1) return y;
+    return info.lHeight;
+}
+
 inline bool FillWithPattern(IUtilContainerIF& c) {
     CUImageInfo info;
     c.GetImageInfo(info);
-    for (int32_t y = 0; y < info.lHeight; ++y) {
-        std::vector<uint8_t> line = PatternLine(info, y);
-        if (c.SetLine(line.data(), y, 0, -1) != 1) return false;
-    }
-    return true;
+    return FirstRefusedLine(c) == info.lHeight;
 }
 
 // The first line (or -1) whose bytes, padding included, differ from the pattern.
@@ -98,19 +101,10 @@ inline int32_t FirstLineNotMatchingPattern(const IUtilContainerIF& c) {
 class ScopedTempDir {
 public:
     ScopedTempDir()
-        : m_old(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : ""),
-          m_hadOld(std::getenv("TMPDIR") != nullptr) {
+        : m_had(std::getenv("TMPDIR") != nullptr), m_old(m_had ? std::getenv("TMPDIR") : "") {
         ::setenv("TMPDIR", m_dir.path().c_str(), 1);
     }
-    ~ScopedTempDir() {
-        if (m_hadOld)
-            ::setenv("TMPDIR", m_old.c_str(), 1);
-        else
-            ::unsetenv("TMPDIR");
-    }
-    ScopedTempDir(const ScopedTempDir&) = delete;
-    ScopedTempDir& operator=(const ScopedTempDir&) = delete;
-
+    ~ScopedTempDir() { m_had ? ::setenv("TMPDIR", m_old.c_str(), 1) : ::unsetenv("TMPDIR"); }
     const std::string& path() const { return m_dir.path(); }
     // Page files ("vxtmp...") currently in the folder.
     std::vector<std::string> PageFiles() const {
@@ -126,8 +120,8 @@ public:
 
 private:
     ScratchDir m_dir;
+    bool m_had;
     std::string m_old;
-    bool m_hadOld;
 };
 
 }  // namespace vxtest

@@ -15,48 +15,40 @@ using vxtest::PatternLine;
 
 namespace {
 
-struct Geometry {
-    int32_t width, height, bits;
-    int pieceArg, cacheArg;
-    int32_t pieceSize, across, down, lastWidth, lastHeight, cache;
-};
-
-class ContainerGeometry : public ::testing::TestWithParam<Geometry> {};
-
-TEST_P(ContainerGeometry, PiecesCoverTheImageWithAnAlwaysAddedLastColumnAndRow) {
-    const Geometry& g = GetParam();
-    ContainerPtr c = MakeContainer(MakeInfo(g.width, g.height, g.bits), g.cacheArg, g.pieceArg);
-    ASSERT_TRUE(c);
-    EXPECT_EQ(c->GetPieceSize(), g.pieceSize);
-    EXPECT_EQ(c->GetCacheSize(), g.cache);
-    EXPECT_EQ(c->GetNeedLineSize(), VxPaddedRowBytes(g.width, g.bits));
-    int32_t count = 0, across = 0, down = 0;
-    vxtest::AsPaged(c)->GetPieceCount(count, across, down);
-    EXPECT_EQ(across, g.across);
-    EXPECT_EQ(down, g.down);
-    EXPECT_EQ(count, across * down);
-    CUtilContainerPiece* last = vxtest::AsPaged(c)->GetPiece(count - 1);
-    ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->Width(), g.lastWidth);
-    EXPECT_EQ(last->Height(), g.lastHeight);
-    EXPECT_EQ(last->Left(), (across - 1) * g.pieceSize);
-    EXPECT_EQ(last->Top(), (down - 1) * g.pieceSize);
-    EXPECT_EQ(vxtest::AsPaged(c)->GetPiece(count), nullptr);
+TEST(ContainerCreate, PiecesCoverTheImageWithAnAlwaysAddedLastColumnAndRow) {
+    const struct {
+        int32_t width, height, bits;
+        int pieceArg, cacheArg;
+        int32_t pieceSize, across, down, lastWidth, lastHeight, cache;
+    } shapes[] = {// An exact multiple of the piece size still gets a further, empty column.
+                  {256, 100, 24, 256, 1, 256, 2, 1, 0, 100, 2},
+                  {1024, 1024, 8, 1024, 4, 1024, 2, 2, 0, 0, 4},
+                  // Sizes other than 256, 512 and 1024 fall back to 128.
+                  {300, 300, 24, 300, 50, 128, 3, 3, 44, 44, 50},
+                  {300, 300, 24, 0, 50, 128, 3, 3, 44, 44, 50},
+                  // The cache is raised to one full row of pieces.
+                  {600, 10, 24, 128, 1, 128, 5, 1, 88, 10, 5},
+                  {2000, 3, 48, 512, 100, 512, 4, 1, 464, 3, 100},
+                  {0, 0, 24, 128, 5, 128, 1, 1, 0, 0, 5}};
+    for (const auto& g : shapes) {
+        SCOPED_TRACE(::testing::Message() << g.width << "x" << g.height << " piece " << g.pieceArg);
+        ContainerPtr c = MakeContainer(MakeInfo(g.width, g.height, g.bits), g.cacheArg, g.pieceArg);
+        ASSERT_TRUE(c);
+        EXPECT_EQ(c->GetNeedLineSize(), VxPaddedRowBytes(g.width, g.bits));
+        int32_t count = 0, across = 0, down = 0;
+        vxtest::AsPaged(c)->GetPieceCount(count, across, down);
+        EXPECT_EQ(count, across * down);
+        CUtilContainerPiece* last = vxtest::AsPaged(c)->GetPiece(count - 1);
+        ASSERT_NE(last, nullptr);
+        // Piece size, cache, pieces across and down, the last piece's size and place.
+        EXPECT_EQ(
+            std::vector<int32_t>({c->GetPieceSize(), c->GetCacheSize(), across, down, last->Width(),
+                                  last->Height(), last->Left(), last->Top()}),
+            std::vector<int32_t>({g.pieceSize, g.cache, g.across, g.down, g.lastWidth, g.lastHeight,
+                                  (g.across - 1) * g.pieceSize, (g.down - 1) * g.pieceSize}));
+        EXPECT_EQ(vxtest::AsPaged(c)->GetPiece(count), nullptr);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, ContainerGeometry,
-    ::testing::Values(
-        // An exact multiple of the piece size still gets a further, empty column.
-        Geometry{256, 100, 24, 256, 1, 256, 2, 1, 0, 100, 2},
-        Geometry{1024, 1024, 8, 1024, 4, 1024, 2, 2, 0, 0, 4},
-        // Sizes other than 256, 512 and 1024 fall back to 128.
-        Geometry{300, 300, 24, 300, 50, 128, 3, 3, 44, 44, 50},
-        Geometry{300, 300, 24, 0, 50, 128, 3, 3, 44, 44, 50},
-        // The cache is raised to one full row of pieces.
-        Geometry{600, 10, 24, 128, 1, 128, 5, 1, 88, 10, 5},
-        Geometry{2000, 3, 48, 512, 100, 512, 4, 1, 464, 3, 100},
-        Geometry{0, 0, 24, 128, 5, 128, 1, 1, 0, 0, 5}));
 
 TEST(ContainerCreate, PiecesDescribeThemselvesInTheContainersDepthLayoutAndColourSpace) {
     CUImageInfo info = MakeInfo(200, 130, 32);
@@ -69,11 +61,9 @@ TEST(ContainerCreate, PiecesDescribeThemselvesInTheContainersDepthLayoutAndColou
     ASSERT_TRUE(alone);
     CUImageInfo pi;
     alone->GetImageInfo(pi);
-    EXPECT_EQ(pi.lWidth, 72);
-    EXPECT_EQ(pi.lHeight, 2);
-    EXPECT_EQ(pi.lRowBytes, 72 * 4);
-    EXPECT_EQ(pi.lColorDepth, 32);
-    EXPECT_EQ(pi.bNative, 1);
+    EXPECT_EQ(
+        std::vector<int32_t>({pi.lWidth, pi.lHeight, pi.lRowBytes, pi.lColorDepth, pi.bNative}),
+        std::vector<int32_t>({72, 2, 72 * 4, 32, 1}));
     EXPECT_STREQ(pi.strColorSpace, "YCC");
 }
 
@@ -94,42 +84,36 @@ TEST(ContainerCreate, RefusesImagesItCannotHold) {
     }
 }
 
-struct RoundTrip {
-    int32_t width, height, bits;
-    int pieceSize;
-};
-
-class ContainerRoundTrip : public ::testing::TestWithParam<RoundTrip> {};
-
 // With a cache of one row every row of pieces is written out before the next one comes in,
 // and comes back from the page file when read.
-TEST_P(ContainerRoundTrip, EveryLineComesBackThroughThePageFile) {
-    const RoundTrip& r = GetParam();
-    vxtest::ScopedTempDir tmp;
-    const CUImageInfo info = MakeInfo(r.width, r.height, r.bits);
-    ContainerPtr c = MakeContainer(info, 1, r.pieceSize);
-    ASSERT_TRUE(c);
-    ASSERT_TRUE(vxtest::FillWithPattern(*c));
-    EXPECT_EQ(c->hasImage(), 1);
-    EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
-    EXPECT_EQ(tmp.PageFiles().size(), 1u);
-    // The same lines through the container's own line buffer.
-    for (int32_t y = 0; y < r.height; y += 7) {
-        const void* got = c->GetLine(y, 0, -1);
-        ASSERT_NE(got, nullptr);
-        EXPECT_EQ(std::memcmp(got, PatternLine(info, y).data(), size_t(info.lRowBytes)), 0)
-            << "line " << y;
+TEST(ContainerRoundTrip, EveryLineComesBackThroughThePageFile) {
+    const struct {
+        int32_t width, height, bits, pieceSize;
+    } shapes[] = {{300, 260, 24, 128},
+                  {256, 520, 24, 256},  // empty last column
+                  {129, 300, 48, 128},
+                  {200, 150, 32, 128},
+                  {1001, 530, 8, 512}};
+    for (const auto& r : shapes) {
+        SCOPED_TRACE(::testing::Message() << r.width << "x" << r.height << "x" << r.bits);
+        vxtest::ScopedTempDir tmp;
+        const CUImageInfo info = MakeInfo(r.width, r.height, r.bits);
+        ContainerPtr c = MakeContainer(info, 1, r.pieceSize);
+        ASSERT_TRUE(c && vxtest::FillWithPattern(*c));
+        EXPECT_EQ(c->hasImage(), 1);
+        EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
+        EXPECT_EQ(tmp.PageFiles().size(), 1u);
+        // The same lines through the container's own line buffer.
+        for (int32_t y = 0; y < r.height; y += 7) {
+            const void* got = c->GetLine(y, 0, -1);
+            ASSERT_NE(got, nullptr);
+            EXPECT_EQ(std::memcmp(got, PatternLine(info, y).data(), size_t(info.lRowBytes)), 0)
+                << "line " << y;
+        }
+        c.reset();
+        EXPECT_TRUE(tmp.PageFiles().empty());
     }
-    c.reset();
-    EXPECT_TRUE(tmp.PageFiles().empty());
 }
-
-INSTANTIATE_TEST_SUITE_P(Shapes, ContainerRoundTrip,
-                         ::testing::Values(RoundTrip{300, 260, 24, 128},
-                                           RoundTrip{256, 520, 24, 256},  // empty last column
-                                           RoundTrip{129, 300, 48, 128},
-                                           RoundTrip{200, 150, 32, 128},
-                                           RoundTrip{1001, 530, 8, 512}));
 
 class FilledContainer : public ::testing::Test {
 protected:
@@ -151,7 +135,7 @@ protected:
     ContainerPtr c;
 };
 
-TEST_F(FilledContainer, LineReadsStartAtTheRequestedPixel) {
+TEST_F(FilledContainer, LineAndPixelReadsStartAtTheRequestedPixel) {
     struct Case {
         int32_t line, x, count;
     } cases[] = {{0, 10, -1},   {5, 127, 2},   {130, 100, 200},
@@ -167,6 +151,12 @@ TEST_F(FilledContainer, LineReadsStartAtTheRequestedPixel) {
         const std::vector<uint8_t> whole = PatternLine(info, k.line);
         EXPECT_TRUE(std::equal(whole.begin() + k.x * 3, whole.end(), dst.begin()));
     }
+    for (int32_t y : {0, 127, 128, 269})
+        for (int32_t x : {0, 1, 127, 128, 255, 256, 299}) {
+            const auto* p = static_cast<const uint8_t*>(c->GetPixel(x, y));
+            ASSERT_NE(p, nullptr);
+            EXPECT_EQ(std::vector<uint8_t>(p, p + 3), Pixels(x, y, 1)) << x << "," << y;
+        }
 }
 
 TEST_F(FilledContainer, PartialLineWritesChangeOnlyTheirRun) {
@@ -204,15 +194,6 @@ TEST_F(FilledContainer, CoordinatesOutsideTheImageAreRefusedWithoutTouchingAnyth
     EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
 }
 
-TEST_F(FilledContainer, PixelsAnswerWhereverTheyAre) {
-    for (int32_t y : {0, 127, 128, 269})
-        for (int32_t x : {0, 1, 127, 128, 255, 256, 299}) {
-            const auto* p = static_cast<const uint8_t*>(c->GetPixel(x, y));
-            ASSERT_NE(p, nullptr);
-            EXPECT_EQ(std::vector<uint8_t>(p, p + 3), Pixels(x, y, 1)) << x << "," << y;
-        }
-}
-
 TEST_F(FilledContainer, BoxesCopyTheImagePartAndLeaveOutsidePointsUntouched) {
     struct Box {
         int32_t left, top, right, bottom;
@@ -234,50 +215,36 @@ TEST_F(FilledContainer, BoxesCopyTheImagePartAndLeaveOutsidePointsUntouched) {
     }
 }
 
-TEST_F(FilledContainer, ClipIsInclusiveOnTheContainerAndExclusiveOnAPiece) {
-    ContainerPtr clip(c->Clip(19, 19, 10, 10));  // corners are put in order first
-    ASSERT_TRUE(clip);
-    CUImageInfo ci;
-    clip->GetImageInfo(ci);
-    EXPECT_EQ(ci.lWidth, 10);
-    EXPECT_EQ(ci.lHeight, 10);
-    EXPECT_EQ(clip->GetPieceSize(), c->GetPieceSize());
-    for (int32_t y = 0; y < 10; ++y) {
-        const auto* line = static_cast<const uint8_t*>(clip->GetLine(y, 0, 10));
-        ASSERT_NE(line, nullptr);
-        EXPECT_EQ(std::vector<uint8_t>(line, line + 30), Pixels(10, y + 10, 10));
-    }
-    ContainerPtr across(c->Clip(100, 120, 260, 140));
-    ASSERT_TRUE(across);
-    for (int32_t y = 0; y <= 20; ++y) {
-        const auto* line = static_cast<const uint8_t*>(across->GetLine(y, 0, -1));
-        ASSERT_NE(line, nullptr);
-        EXPECT_EQ(std::vector<uint8_t>(line, line + 161 * 3), Pixels(100, y + 120, 161));
-    }
-
+TEST_F(FilledContainer, ClipIsInclusiveOnTheContainerExclusiveOnAPieceAndRefusesOutside) {
+    // The clip is w x h and holds the pixels from (left, top) on.
+    auto expectClip = [&](IUtilContainerIF* clip, int32_t left, int32_t top, int32_t w, int32_t h) {
+        ContainerPtr owned(clip);
+        ASSERT_TRUE(owned);
+        CUImageInfo ci;
+        owned->GetImageInfo(ci);
+        EXPECT_EQ(ci.lWidth, w);
+        EXPECT_EQ(ci.lHeight, h);
+        for (int32_t y = 0; y < h; ++y) {
+            const auto* line = static_cast<const uint8_t*>(owned->GetLine(y, 0, -1));
+            ASSERT_NE(line, nullptr);
+            EXPECT_EQ(std::vector<uint8_t>(line, line + w * 3), Pixels(left, top + y, w)) << y;
+        }
+    };
+    expectClip(c->Clip(19, 19, 10, 10), 10, 10, 10, 10);  // corners are put in order first
+    expectClip(c->Clip(100, 120, 260, 140), 100, 120, 161, 21);
+    expectClip(c->Clip(0, 0, 299, 269), 0, 0, 300, 270);
     CUtilContainerPiece* piece = vxtest::AsPaged(c)->ReadyPiece(vxtest::AsPaged(c)->GetPiece(0));
     ASSERT_NE(piece, nullptr);
-    ContainerPtr pieceClip(piece->Clip(10, 10, 19, 19));
-    ASSERT_TRUE(pieceClip);
-    pieceClip->GetImageInfo(ci);
-    EXPECT_EQ(ci.lWidth, 9);
-    EXPECT_EQ(ci.lHeight, 9);
-    const auto* first = static_cast<const uint8_t*>(pieceClip->GetLine(8, 0, -1));
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(std::vector<uint8_t>(first, first + 27), Pixels(10, 18, 9));
-}
+    expectClip(piece->Clip(10, 10, 19, 19), 10, 10, 9, 9);
 
-TEST_F(FilledContainer, ClipReachingOutsideTheImageIsRefused) {
     EXPECT_EQ(c->Clip(0, 0, 300, 0), nullptr);  // right equal to the width
     EXPECT_EQ(c->Clip(0, 0, 0, 270), nullptr);
     EXPECT_EQ(c->Clip(-1, 0, 5, 5), nullptr);
     EXPECT_EQ(c->Clip(0, -1, 5, 5), nullptr);
-    ContainerPtr whole(c->Clip(0, 0, 299, 269));
-    ASSERT_TRUE(whole);
-    EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*whole), -1);
 }
 
-TEST_F(FilledContainer, CloneIsAnEmptyContainerOfTheSameShape) {
+// A clone is an empty container of the same shape; Clear keeps the image info only.
+TEST_F(FilledContainer, CloneIsEmptyOfTheSameShapeAndClearKeepsOnlyTheImageInfo) {
     ContainerPtr clone(c->Clone());
     ASSERT_TRUE(clone);
     CUImageInfo ci;
@@ -287,11 +254,8 @@ TEST_F(FilledContainer, CloneIsAnEmptyContainerOfTheSameShape) {
     EXPECT_EQ(clone->GetPieceSize(), c->GetPieceSize());
     EXPECT_EQ(clone->GetCacheSize(), c->GetCacheSize());
     EXPECT_EQ(clone->hasImage(), 0);
-}
 
-TEST_F(FilledContainer, ClearKeepsTheImageInfoButDropsThePieces) {
     c->Clear();
-    CUImageInfo ci;
     c->GetImageInfo(ci);
     EXPECT_EQ(ci.lWidth, 300);
     EXPECT_EQ(ci.lHeight, 270);
@@ -302,56 +266,40 @@ TEST_F(FilledContainer, ClearKeepsTheImageInfoButDropsThePieces) {
     EXPECT_TRUE(tmp.PageFiles().empty());
 }
 
-struct Assignment {
-    int32_t width, height, bits;
-    int pieceSize, cacheCount;
-};
-
-class ContainerAssignment : public ::testing::TestWithParam<Assignment> {};
-
-TEST_P(ContainerAssignment, CopiesThePixelsWithCache1000AndPieces128) {
-    const Assignment& a = GetParam();
-    vxtest::ScopedTempDir tmp;
-    ContainerPtr src =
-        MakeContainer(MakeInfo(a.width, a.height, a.bits), a.cacheCount, a.pieceSize);
-    ASSERT_TRUE(src);
-    ASSERT_TRUE(vxtest::FillWithPattern(*src));
-    ContainerPtr dst = MakeContainer(MakeInfo(10, 10, 24), 3, 256);
-    ASSERT_TRUE(dst);
-    *dst = *src;
-    EXPECT_EQ(dst->GetPieceSize(), 128);
-    EXPECT_EQ(dst->GetCacheSize(), 1000);
-    EXPECT_EQ(dst->hasImage(), 1);
-    CUImageInfo di;
-    dst->GetImageInfo(di);
-    EXPECT_EQ(di.lWidth, a.width);
-    EXPECT_EQ(di.lHeight, a.height);
-    EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*dst), -1);
-    EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*src), -1);
-}
-
-INSTANTIATE_TEST_SUITE_P(Sources, ContainerAssignment,
-                         ::testing::Values(Assignment{700, 600, 24, 512, 3},
-                                           // More than 1000 pieces: the later ones go straight
-                                           // to the page file.
-                                           Assignment{5000, 3300, 8, 128, 1},
-                                           Assignment{130, 140, 48, 128, 2}));
-
-TEST(ContainerAssignmentSources, ItselfAndNonContainersAreIgnored) {
-    vxtest::ScopedTempDir tmp;
-    ContainerPtr c = MakeContainer(MakeInfo(200, 200, 24), 4, 256);
-    ASSERT_TRUE(c);
-    ASSERT_TRUE(vxtest::FillWithPattern(*c));
-    *c = *c;
-    CUtilContainerPiece piece;
-    *c = static_cast<const IUtilContainerIF&>(piece);
-    EXPECT_EQ(c->GetPieceSize(), 256);
-    EXPECT_EQ(c->GetCacheSize(), 4);
-    EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*c), -1);
+// Assignment copies the pixels into a container of cache 1000 and pieces of 128; beyond 1000
+// pieces the later ones go straight to the page file.
+TEST(ContainerAssignment, CopiesThePixelsWithCache1000AndPieces128) {
+    const struct {
+        int32_t width, height, bits;
+        int pieceSize, cacheCount;
+    } sources[] = {{700, 600, 24, 512, 3}, {5000, 3300, 8, 128, 1}, {130, 140, 48, 128, 2}};
+    for (const auto& a : sources) {
+        vxtest::ScopedTempDir tmp;
+        ContainerPtr src =
+            MakeContainer(MakeInfo(a.width, a.height, a.bits), a.cacheCount, a.pieceSize);
+        ASSERT_TRUE(src && vxtest::FillWithPattern(*src));
+        ContainerPtr dst = MakeContainer(MakeInfo(10, 10, 24), 3, 256);
+        ASSERT_TRUE(dst);
+        *dst = *src;
+        EXPECT_EQ(dst->GetPieceSize(), 128);
+        EXPECT_EQ(dst->GetCacheSize(), 1000);
+        CUImageInfo di;
+        dst->GetImageInfo(di);
+        EXPECT_EQ(di.lWidth, a.width);
+        EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*dst), -1) << a.width;
+        EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*src), -1) << a.width;
+        // Assigning itself or something that is no container changes nothing.
+        const int32_t cache = src->GetCacheSize();
+        *src = *src;
+        *src = static_cast<const IUtilContainerIF&>(CUtilContainerPiece());
+        EXPECT_EQ(src->GetPieceSize(), a.pieceSize);
+        EXPECT_EQ(src->GetCacheSize(), cache);
+        EXPECT_EQ(vxtest::FirstLineNotMatchingPattern(*src), -1) << a.width;
+    }
 }
 
 // Eviction takes the piece loaded first, even when it was used last.
-TEST(ContainerResidency, EvictionIsFirstInFirstOutNotLeastRecentlyUsed) {
+TEST(ContainerResidency, EvictionIsFirstInFirstOutAndUnwrittenPiecesRead) {
     vxtest::ScopedTempDir tmp;
     ContainerPtr c = MakeContainer(MakeInfo(200, 400, 8), 2, 128);  // 2 across, cache 2
     ASSERT_TRUE(c);
@@ -363,15 +311,10 @@ TEST(ContainerResidency, EvictionIsFirstInFirstOutNotLeastRecentlyUsed) {
     EXPECT_FALSE(paged->GetPiece(0)->HoldsMemory());
     EXPECT_TRUE(paged->GetPiece(1)->HoldsMemory());
     EXPECT_TRUE(paged->GetPiece(2)->HoldsMemory());
-    // Nothing was written, so nothing needed a page file.
+    // Nothing was written, so nothing needed a page file, and pieces never written still read.
     EXPECT_TRUE(tmp.PageFiles().empty());
-}
-
-TEST(ContainerResidency, PiecesNeverWrittenStillRead) {
-    ContainerPtr c = MakeContainer(MakeInfo(500, 300, 24), 1, 128);
-    ASSERT_TRUE(c);
     std::vector<uint8_t> line(size_t(c->GetNeedLineSize()));
-    for (int32_t y = 0; y < 300; y += 50)
+    for (int32_t y = 0; y < 400; y += 50)
         EXPECT_EQ(c->GetLine(line.data(), y, 0), 1);
     EXPECT_EQ(c->hasImage(), 0);
 }

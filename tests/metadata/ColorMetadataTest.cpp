@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "metadata/CaseName.h"
 #include "vandrel/Variant.h"
 
 namespace {
@@ -24,7 +23,6 @@ public:
     void Delete() override {}
     int32_t Load(const char*) override { return 1; }
     int32_t GetTagValue(int32_t group, int32_t tag, CUtilVariant& value) override {
-        ++reads;
         auto it = m_values.find({group, tag});
         if (it == m_values.end()) return 0;
         value = it->second;
@@ -66,8 +64,6 @@ public:
     }
     void forceCount(int32_t group, int32_t count) { m_forcedCounts[group] = count; }
 
-    int reads = 0;
-
 private:
     std::map<std::pair<int32_t, int32_t>, CUtilVariant> m_values;
     std::map<int32_t, int32_t> m_forcedCounts;
@@ -93,49 +89,35 @@ TEST(JfifIccProfile, PiecesAreJoinedInIndexOrderWithoutTheirHeads) {
     EXPECT_EQ(buffer.back(), '#');
 }
 
-struct JfifCase {
-    const char* what;
-    std::vector<std::string> segments;
-    int32_t forcedCount;  // -2: the real count
-    int32_t expected;
-};
+const std::string kFpxr = std::string("\0\0FPXR", 6) + std::string(14, '\0');
 
-const std::string kFpxr = std::string("\0\0FPXR\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 20);
-
-const JfifCase kJfifCases[] = {
-    {"no APP2 segment", {}, -2, 0},
-    {"one piece", {IccSegment(100, 'x')}, -2, 84},
-    {"sequence numbers are not checked",
-     {IccSegment(40, 'x', 7, 1), IccSegment(40, 'y', 7, 1)},
-     -2,
-     48},
-    {"a foreign segment last cancels the profile", {IccSegment(100, 'x'), kFpxr}, -2, 0},
-    {"a foreign segment first cancels the profile", {kFpxr, IccSegment(100, 'x')}, -2, 0},
-    {"a piece of only its 16-byte head", {IccSegment(16, 'x')}, -2, 0},
-    {"a piece of one byte", {IccSegment(17, 'x')}, -2, 1},
-    {"a count beyond the segments there are", {IccSegment(100, 'x')}, 2, 0},
-    {"a negative count", {IccSegment(100, 'x')}, -1, 0},
-    {"only the low 16 bits of the count", {IccSegment(100, 'x')}, 0x10001, 84},
-    {"the low 16 bits of the count are zero", {IccSegment(100, 'x')}, 0x10000, 0},
-};
-
-void PrintTo(const JfifCase& c, std::ostream* os) {
-    *os << c.what;
+TEST(JfifIccProfile, MeasuresTheProfile) {
+    const struct {
+        const char* what;
+        std::vector<std::string> segments;
+        int32_t forcedCount;  // -2: the real count
+        int32_t expected;
+    } cases[] = {
+        {"no APP2 segment", {}, -2, 0},
+        {"one piece", {IccSegment(100, 'x')}, -2, 84},
+        {"no sequence check", {IccSegment(40, 'x', 7, 1), IccSegment(40, 'y', 7, 1)}, -2, 48},
+        {"a foreign segment last cancels", {IccSegment(100, 'x'), kFpxr}, -2, 0},
+        {"a foreign segment first cancels", {kFpxr, IccSegment(100, 'x')}, -2, 0},
+        {"a piece of only its 16-byte head", {IccSegment(16, 'x')}, -2, 0},
+        {"a piece of one byte", {IccSegment(17, 'x')}, -2, 1},
+        {"a count beyond the segments", {IccSegment(100, 'x')}, 2, 0},
+        {"a negative count", {IccSegment(100, 'x')}, -1, 0},
+        {"only the low 16 bits of the count", {IccSegment(100, 'x')}, 0x10001, 84},
+        {"low 16 bits of the count zero", {IccSegment(100, 'x')}, 0x10000, 0},
+    };
+    for (const auto& c : cases) {
+        FakeTagDB db;
+        for (const std::string& s : c.segments)
+            db.addApp2(s);
+        if (c.forcedCount != -2) db.forceCount(kApp2, c.forcedCount);
+        EXPECT_EQ(GetJfifICCProfile(&db, nullptr), c.expected) << c.what;
+    }
 }
-
-class JfifCases : public ::testing::TestWithParam<JfifCase> {};
-
-TEST_P(JfifCases, MeasuresTheProfile) {
-    const JfifCase& c = GetParam();
-    FakeTagDB db;
-    for (const std::string& s : c.segments)
-        db.addApp2(s);
-    if (c.forcedCount != -2) db.forceCount(kApp2, c.forcedCount);
-    EXPECT_EQ(GetJfifICCProfile(&db, nullptr), c.expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, JfifCases, ::testing::ValuesIn(kJfifCases),
-                         [](const auto& info) { return vxtest::CaseName(info.param.what); });
 
 TEST(TiffIccProfile, SizeIsElementSizeTimesCountAndTheBytesAreCopied) {
     FakeTagDB db;
@@ -156,61 +138,43 @@ TEST(TiffIccProfile, SizeIsElementSizeTimesCountAndTheBytesAreCopied) {
     EXPECT_EQ(GetTiffICCProfile(&db, nullptr), 0);
 }
 
-struct SrgbCase {
-    const char* what;
-    void (*fill)(FakeTagDB&);
-    int32_t expected;
-};
-
-const SrgbCase kSrgbCases[] = {
-    {"nothing", [](FakeTagDB&) {}, 0},
-    {"interop R98", [](FakeTagDB& db) { db.text(kInterop, 1, "R98"); }, 1},
-    {"interop R98 counting its zero",
-     [](FakeTagDB& db) { db.set(kInterop, 1, CUtilVariant::kAscii, std::string("R98\0", 4), 4); },
-     1},
-    {"interop R98 stored as undefined bytes",
-     [](FakeTagDB& db) { db.set(kInterop, 1, CUtilVariant::kUndefined, "R98", 3); }, 0},
-    {"interop R980", [](FakeTagDB& db) { db.text(kInterop, 1, "R980"); }, 0},
-    {"interop R98 in the Exif group", [](FakeTagDB& db) { db.text(kExif, 1, "R98"); }, 0},
-    {"interop R03 and colour space 1",
-     [](FakeTagDB& db) {
-         db.text(kInterop, 1, "R03");
-         db.shortValue(kExif, 0xA001, 1);
-     },
-     1},
-    {"interop R03 and colour space uncalibrated",
-     [](FakeTagDB& db) {
-         db.text(kInterop, 1, "R03");
-         db.shortValue(kExif, 0xA001, 0xFFFF);
-     },
-     0},
-    {"colour space 1 alone", [](FakeTagDB& db) { db.shortValue(kExif, 0xA001, 1); }, 1},
-    {"colour space 1 as a long",
-     [](FakeTagDB& db) {
-         const uint32_t one = 1;
-         db.set(kExif, 0xA001, CUtilVariant::kLong,
-                std::string(reinterpret_cast<const char*>(&one), 4), 1);
-     },
-     0},
-    {"colour space without elements",
-     [](FakeTagDB& db) { db.set(kExif, 0xA001, CUtilVariant::kShort, "", 0); }, 0},
-    {"colour space 1 in IFD0", [](FakeTagDB& db) { db.shortValue(kIfd0, 0xA001, 1); }, 0},
-};
-
-void PrintTo(const SrgbCase& c, std::ostream* os) {
-    *os << c.what;
+TEST(ExifSrgb, DeclaredOnlyByInteropIndexOrColourSpace) {
+    const struct {
+        const char* what;
+        void (*fill)(FakeTagDB&);
+        int32_t expected;
+    } cases[] = {
+        {"nothing", [](auto&) {}, 0},
+        {"interop R98", [](auto& d) { d.text(kInterop, 1, "R98"); }, 1},
+        {"R98 with its zero",
+         [](auto& d) {
+             d.set(kInterop, 1, CUtilVariant::kAscii, {"R98", 4}, 4);
+         },
+         1},
+        {"interop R98 as undefined bytes",
+         [](auto& d) { d.set(kInterop, 1, CUtilVariant::kUndefined, "R98", 3); }, 0},
+        {"interop R980", [](auto& d) { d.text(kInterop, 1, "R980"); }, 0},
+        {"interop R98 in the Exif group", [](auto& d) { d.text(kExif, 1, "R98"); }, 0},
+        {"R03, colour space 1",
+         [](auto& d) { d.text(kInterop, 1, "R03"), d.shortValue(kExif, 0xA001, 1); }, 1},
+        {"R03, uncalibrated",
+         [](auto& d) { d.text(kInterop, 1, "R03"), d.shortValue(kExif, 0xA001, 0xFFFF); }, 0},
+        {"colour space 1 alone", [](auto& d) { d.shortValue(kExif, 0xA001, 1); }, 1},
+        {"1 as a long",
+         [](auto& d) {
+             d.set(kExif, 0xA001, CUtilVariant::kLong, {"\1\0\0", 4}, 1);
+         },
+         0},
+        {"colour space without elements",
+         [](auto& d) { d.set(kExif, 0xA001, CUtilVariant::kShort, "", 0); }, 0},
+        {"colour space 1 in IFD0", [](auto& d) { d.shortValue(kIfd0, 0xA001, 1); }, 0},
+    };
+    for (const auto& c : cases) {
+        FakeTagDB db;
+        c.fill(db);
+        EXPECT_EQ(IsEXIFsRGB(&db), c.expected) << c.what;
+    }
 }
-
-class SrgbCases : public ::testing::TestWithParam<SrgbCase> {};
-
-TEST_P(SrgbCases, DeclaresSrgbOnlyByInteropIndexOrColourSpace) {
-    FakeTagDB db;
-    GetParam().fill(db);
-    EXPECT_EQ(IsEXIFsRGB(&db), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, SrgbCases, ::testing::ValuesIn(kSrgbCases),
-                         [](const auto& info) { return vxtest::CaseName(info.param.what); });
 
 TEST(ColorMetadata, NoDatabaseAnswersZero) {
     char buffer[4];

@@ -12,59 +12,40 @@ namespace vxtest {
 
 enum class ByteOrder { kLittle, kBig };
 
-inline const char* Name(ByteOrder order) {
-    return order == ByteOrder::kBig ? "MM" : "II";
-}
-
-// Unsigned numbers written in a chosen byte order, one element of `bytes` each.
-inline std::string Encode(ByteOrder order, uint32_t value, int bytes) {
-    std::string out(size_t(bytes), '\0');
-    for (int i = 0; i < bytes; ++i) {
-        const int shift = 8 * (order == ByteOrder::kBig ? bytes - 1 - i : i);
-        out[size_t(i)] = char((value >> shift) & 0xFF);
-    }
-    return out;
-}
-
+// Unsigned numbers written in a chosen byte order, `bytes` bytes each.
 inline std::string Encode(ByteOrder order, const std::vector<uint32_t>& values, int bytes) {
     std::string out;
     for (uint32_t v : values)
-        out += Encode(order, v, bytes);
+        for (int i = 0; i < bytes; ++i)
+            out += char(v >> (8 * (order == ByteOrder::kBig ? bytes - 1 - i : i)));
     return out;
 }
 
-// One directory entry. `bytes` are the elements as the file stores them; when `offsetOverride`
-// is set the value field holds that number instead and `bytes` are not placed anywhere.
+// One directory entry. `bytes` are the elements as the file stores them; when `hasOverride` is
+// set the value field holds `valueField` instead and `bytes` are not placed anywhere.
 struct TiffField {
-    uint16_t tag;
-    uint16_t type;
+    uint16_t tag, type;
     uint32_t count;
     std::string bytes;
-    bool hasOffsetOverride = false;
-    uint32_t offsetOverride = 0;
+    bool hasOverride = false;
+    uint32_t valueField = 0;
 };
 
 class TiffBlock {
 public:
     static constexpr uint16_t kExifPointer = 0x8769;
 
-    // gapBeforeIfd0 bytes of "image data" between the header and IFD0 (0: IFD0 at offset 8).
-    explicit TiffBlock(ByteOrder order, uint32_t gapBeforeIfd0 = 0)
-        : m_order(order), m_gap(gapBeforeIfd0) {}
+    // gap: bytes of "image data" between the header and IFD0 (0: IFD0 at offset 8).
+    explicit TiffBlock(ByteOrder order, uint32_t gap = 0) : order(order), m_gap(gap) {}
 
-    ByteOrder order() const { return m_order; }
-
-    TiffBlock& ifd0(const TiffField& field) { return add(m_ifd0, field); }
-    TiffBlock& exif(const TiffField& field) { return add(m_exif, field); }
+    TiffBlock& ifd0(const TiffField& f) { return m_ifd0.push_back(f), *this; }
+    TiffBlock& exif(const TiffField& f) { return m_exif.push_back(f), *this; }
 
     TiffField shorts(uint16_t tag, const std::vector<uint32_t>& values) const {
-        return {tag, 3, uint32_t(values.size()), Encode(m_order, values, 2)};
+        return {tag, 3, uint32_t(values.size()), Encode(order, values, 2)};
     }
     TiffField longs(uint16_t tag, const std::vector<uint32_t>& values) const {
-        return {tag, 4, uint32_t(values.size()), Encode(m_order, values, 4)};
-    }
-    TiffField rationals(uint16_t tag, const std::vector<uint32_t>& halves) const {
-        return {tag, 5, uint32_t(halves.size() / 2), Encode(m_order, halves, 4)};
+        return {tag, 4, uint32_t(values.size()), Encode(order, values, 4)};
     }
     static TiffField ascii(uint16_t tag, const std::string& text) {
         return {tag, 2, uint32_t(text.size() + 1), text + std::string(1, '\0')};
@@ -74,72 +55,51 @@ public:
         return {tag, type, count, std::string(), true, valueField};
     }
 
-    // Offset of IFD0 from the start of the block, and of the index-th entry of IFD0.
-    uint32_t ifd0Offset() const { return 8 + m_gap; }
-    uint32_t ifd0EntryOffset(uint32_t index) const { return ifd0Offset() + 2 + 12 * index; }
-
     std::string build() const {
-        std::vector<TiffField> first = m_ifd0;
-        const uint32_t firstSize = DirectorySize(m_ifd0.size() + (m_exif.empty() ? 0 : 1));
-        const uint32_t exifOffset = ifd0Offset() + firstSize;
-        if (!m_exif.empty()) first.push_back(raw(kExifPointer, 4, 1, exifOffset));
-        Sort(first);
-        std::vector<TiffField> second = m_exif;
-        Sort(second);
-        uint32_t valuesAt = exifOffset + (second.empty() ? 0 : DirectorySize(second.size()));
-
-        std::string values;
-        std::string out = m_order == ByteOrder::kBig ? "MM" : "II";
-        out += Encode(m_order, 42, 2) + Encode(m_order, ifd0Offset(), 4);
-        out += std::string(m_gap, char(0xAB));
+        std::vector<TiffField> first = m_ifd0, second = m_exif;
+        const uint32_t exifAt = 8 + m_gap + Size(m_ifd0.size() + (m_exif.empty() ? 0 : 1));
+        if (!m_exif.empty()) first.push_back(raw(kExifPointer, 4, 1, exifAt));
+        uint32_t valuesAt = exifAt + (second.empty() ? 0 : Size(second.size()));
+        std::string values, out = order == ByteOrder::kBig ? "MM" : "II";
+        out += Encode(order, {42}, 2) + Encode(order, {8 + m_gap}, 4) + std::string(m_gap, '\xAB');
         out += directory(first, valuesAt, values);
-        out += directory(second, valuesAt, values);
-        return out + values;
+        return out + directory(second, valuesAt, values) + values;
     }
+
+    const ByteOrder order;
 
 private:
-    static uint32_t DirectorySize(size_t entries) { return uint32_t(2 + 12 * entries + 4); }
-    static void Sort(std::vector<TiffField>& fields) {
-        std::stable_sort(fields.begin(), fields.end(),
-                         [](const TiffField& a, const TiffField& b) { return a.tag < b.tag; });
-    }
-    TiffBlock& add(std::vector<TiffField>& to, const TiffField& field) {
-        to.push_back(field);
-        return *this;
-    }
+    static uint32_t Size(size_t entries) { return uint32_t(2 + 12 * entries + 4); }
 
-    // Writes the entries; values longer than 4 bytes go to the value area at valuesAt.
-    std::string directory(const std::vector<TiffField>& fields, uint32_t valuesAt,
+    // Writes the entries sorted by tag; values longer than 4 bytes go to the value area.
+    std::string directory(std::vector<TiffField> fields, uint32_t valuesAt,
                           std::string& values) const {
         if (fields.empty()) return std::string();
-        std::string out = Encode(m_order, uint32_t(fields.size()), 2);
+        std::stable_sort(fields.begin(), fields.end(),
+                         [](const TiffField& a, const TiffField& b) { return a.tag < b.tag; });
+        std::string out = Encode(order, {uint32_t(fields.size())}, 2);
         for (const TiffField& f : fields) {
-            out += Encode(m_order, f.tag, 2) + Encode(m_order, f.type, 2) +
-                   Encode(m_order, f.count, 4);
-            if (f.hasOffsetOverride) {
-                out += Encode(m_order, f.offsetOverride, 4);
+            out += Encode(order, {f.tag, f.type}, 2) + Encode(order, {f.count}, 4);
+            if (f.hasOverride) {
+                out += Encode(order, {f.valueField}, 4);
             } else if (f.bytes.size() <= 4) {
                 out += f.bytes + std::string(4 - f.bytes.size(), '\0');
             } else {
-                out += Encode(m_order, uint32_t(valuesAt + values.size()), 4);
-                values += f.bytes;
-                if (values.size() % 2) values += '\0';
+                out += Encode(order, {uint32_t(valuesAt + values.size())}, 4);
+                values += f.bytes + std::string(f.bytes.size() % 2, '\0');
             }
         }
-        return out + Encode(m_order, 0, 4);  // no next directory
+        return out + Encode(order, {0}, 4);  // no next directory
     }
 
-    ByteOrder m_order;
     uint32_t m_gap;
-    std::vector<TiffField> m_ifd0;
-    std::vector<TiffField> m_exif;
+    std::vector<TiffField> m_ifd0, m_exif;
 };
 
 // JPEG pieces: a marker segment with its big-endian length, and a file made of segments.
 inline std::string Segment(unsigned char marker, const std::string& payload) {
-    const uint32_t length = uint32_t(payload.size() + 2);
-    return std::string("\xFF", 1) + char(marker) + char(length >> 8) + char(length & 0xFF) +
-           payload;
+    const size_t length = payload.size() + 2;
+    return std::string("\xFF", 1) + char(marker) + char(length >> 8) + char(length) + payload;
 }
 
 inline std::string ExifSegment(const std::string& tiff) {

@@ -30,9 +30,12 @@ std::string ValidFile(const ScratchDir& dir, const Codec& codec) {
     return ReadFile(path);
 }
 
-TEST(CodecDamage, TruncatedFilesFailOrWarn) {
+TEST(CodecDamage, MissingForeignAndTruncatedFilesFail) {
     ScratchDir dir;
+    WriteFile(dir.file("text"), "this is not an image at all, only some words");
     for (const Codec& codec : kCodecs) {
+        EXPECT_EQ(DecodeFile(codec.prototype(), dir.file("missing")).code, kVxErrCodecOpen);
+        EXPECT_TRUE(DecodeFile(codec.prototype(), dir.file("text")).Failed());
         const std::string bytes = ValidFile(dir, codec);
         ASSERT_GT(bytes.size(), 200u);
         const size_t cuts[] = {
@@ -149,16 +152,6 @@ TEST(CodecDamage, GigapixelHeadersAreRefusedBeforeAnythingIsAllocated) {
         EXPECT_EQ(plugIn->Open("r"), kVxErrCodecTooLarge);
         std::vector<unsigned char> line(64);
         EXPECT_EQ(plugIn->ReadLine(line.data(), nullptr), kVxErrCodecState);
-    }
-}
-
-TEST(CodecDamage, MissingFilesAndForeignContentAreFailures) {
-    ScratchDir dir;
-    WriteFile(dir.file("text.jpg"), "this is not an image at all, only some words");
-    for (const Codec& codec : kCodecs) {
-        SCOPED_TRACE(codec.name);
-        EXPECT_EQ(DecodeFile(codec.prototype(), dir.file("missing")).code, kVxErrCodecOpen);
-        EXPECT_TRUE(DecodeFile(codec.prototype(), dir.file("text.jpg")).Failed());
     }
 }
 

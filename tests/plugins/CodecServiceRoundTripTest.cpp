@@ -13,16 +13,22 @@ constexpr int32_t kWidth = 61, kHeight = 43;  // odd sizes: lines need padding a
 struct RoundTrip {
     const char* format;
     const char* extension;
-    int32_t fileDepth;    // what the file stores: 24 or 48
+    int32_t fileDepth;    // what the file stores: 8 or 16 grey, 24 or 48 RGB
     bool alpha;           // a second plane travels with the lines
-    int32_t callerDepth;  // the caller's lines: 24 or 48 logical, 32 native
+    int32_t callerDepth;  // the caller's lines: the file's grey, 24 or 48 logical, 32 native
     const char* space;    // the caller's colour space
     bool describeLines;   // false: no layout given, lines go to the codec untouched
     int32_t quality;
     double minPsnr;  // 0: every sample comes back unchanged
 };
 
+// Grey lines cannot be converted to, so they go over undescribed and come back as RGB.
 const RoundTrip kRoundTrips[] = {
+    {"PNG", ".png", 8, false, 8, "RGB", false, 75, 0},
+    {"PNG", ".png", 16, true, 16, "RGB", false, 75, 0},
+    {"TIFF", ".tif", 8, true, 8, "RGB", false, 75, 0},
+    {"TIFF", ".tif", 16, false, 16, "RGB", false, 75, 0},
+    {"JPEG", ".jpg", 8, false, 8, "RGB", false, 95, 45.0},
     {"PNG", ".png", 24, false, 24, "RGB", false, 75, 0},
     {"PNG", ".png", 24, true, 32, "RGB", true, 75, 0},
     {"PNG", ".png", 48, true, 48, "RGB", true, 75, 0},
@@ -41,8 +47,11 @@ const RoundTrip kRoundTrips[] = {
 bool IsNative(int32_t depth) {
     return depth == 32;
 }
+bool IsGrey(int32_t depth) {
+    return depth == 8 || depth == 16;
+}
 int32_t AlphaBits(int32_t depth) {
-    return depth == 48 ? 16 : 8;
+    return depth == 48 || depth == 16 ? 16 : 8;
 }
 
 CUImageInfo Layout(int32_t depth, const char* space) {
@@ -133,22 +142,26 @@ TEST(CodecServiceRoundTrip, LinesComeBackInTheCallersLayout) {
         const std::string path = dir.file(std::string("rt") + c.extension);
         ASSERT_EQ(WriteThroughService(service.get(), path, c, source), 1);
 
+        const int32_t readDepth = IsGrey(c.callerDepth) ? 3 * c.callerDepth : c.callerDepth;
+        const int32_t sampleBits = c.fileDepth == 8 || c.fileDepth == 24 ? 8 : 16;
+        const std::vector<unsigned char> expected =
+            IsGrey(c.callerDepth) ? GreyAsRgb(source) : source.color;
         CURequest request;
-        request.info = Layout(c.callerDepth, c.space);
+        request.info = Layout(readDepth, c.space);
         ServiceDecoded back = ReadThroughService(service.get(), path, request);
         ASSERT_EQ(back.code, 1);
         ASSERT_EQ(back.fault, "");
-        EXPECT_EQ(back.status.info.lColorDepth, c.fileDepth) << "the file's own depth";
-        EXPECT_EQ(back.status.lValue1, c.fileDepth + (c.alpha ? c.fileDepth / 3 : 0));
-        EXPECT_EQ(back.info.lColorDepth, c.callerDepth);
-        EXPECT_EQ(back.info2.lColorDepth, c.alpha ? AlphaBits(c.callerDepth) : 0);
-        ASSERT_EQ(back.color.size(), source.color.size());
+        EXPECT_EQ(back.status.info.lColorDepth, 3 * sampleBits) << "grey is reported as RGB";
+        EXPECT_EQ(back.status.lValue1, c.fileDepth + (c.alpha ? sampleBits : 0));
+        EXPECT_EQ(back.info.lColorDepth, readDepth);
+        EXPECT_EQ(back.info2.lColorDepth, c.alpha ? AlphaBits(readDepth) : 0);
+        ASSERT_EQ(back.color.size(), expected.size());
         if (c.minPsnr == 0) {
-            EXPECT_TRUE(back.color == source.color);
+            EXPECT_TRUE(back.color == expected);
             EXPECT_TRUE(back.alpha == source.alpha);
         } else {
-            const double psnr = Psnr(EightBitSamples(back.color, c.callerDepth),
-                                     EightBitSamples(source.color, c.callerDepth));
+            const double psnr =
+                Psnr(EightBitSamples(back.color, readDepth), EightBitSamples(expected, readDepth));
             EXPECT_GT(psnr, c.minPsnr);
             EXPECT_LT(psnr, 99.0) << "a lossy codec gave every sample back";
         }

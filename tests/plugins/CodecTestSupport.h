@@ -11,12 +11,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "FakePlugInSupport.h"
 #include "TestSupport.h"
 #include "vandrel/PlugIn.h"
 #include "vandrel/Records.h"
@@ -25,72 +26,50 @@
 
 namespace vxtest {
 
-// --- MD5 (RFC 1321), enough to compare with md5sum output. ---
-inline std::string Md5Hex(const unsigned char* data, size_t size) {
-    static const uint32_t k[64] = {
-        0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee, 0xf57c0faf, 0x4787c62a, 0xa8304613,
-        0xfd469501, 0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be, 0x6b901122, 0xfd987193,
-        0xa679438e, 0x49b40821, 0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa, 0xd62f105d,
-        0x02441453, 0xd8a1e681, 0xe7d3fbc8, 0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed,
-        0xa9e3e905, 0xfcefa3f8, 0x676f02d9, 0x8d2a4c8a, 0xfffa3942, 0x8771f681, 0x6d9d6122,
-        0xfde5380c, 0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70, 0x289b7ec6, 0xeaa127fa,
-        0xd4ef3085, 0x04881d05, 0xd9d4d039, 0xe6db99e5, 0x1fa27cf8, 0xc4ac5665, 0xf4292244,
-        0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
-        0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb,
-        0xeb86d391};
-    static const int r[64] = {7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22,
-                              5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20,
-                              4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,
-                              6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
-    std::vector<unsigned char> msg(data, data + size);
+// MD5 (RFC 1321), enough to compare with md5sum output.
+inline std::string Md5Hex(const std::vector<unsigned char>& data) {
+    static const int kShift[4][4] = {
+        {7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+    uint32_t k[64];
+    for (int i = 0; i < 64; ++i)
+        k[i] = uint32_t(std::floor(std::fabs(std::sin(double(i + 1))) * 4294967296.0));
+    std::vector<unsigned char> msg(data);
     msg.push_back(0x80);
     while (msg.size() % 64 != 56)
         msg.push_back(0);
-    uint64_t bits = uint64_t(size) * 8;
     for (int i = 0; i < 8; ++i)
-        msg.push_back(static_cast<unsigned char>(bits >> (8 * i)));
+        msg.push_back(static_cast<unsigned char>((uint64_t(data.size()) * 8) >> (8 * i)));
     uint32_t h[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
     for (size_t off = 0; off < msg.size(); off += 64) {
-        uint32_t w[16];
+        uint32_t w[16], v[4] = {h[0], h[1], h[2], h[3]};
         for (int i = 0; i < 16; ++i)
             w[i] = uint32_t(msg[off + 4 * i]) | uint32_t(msg[off + 4 * i + 1]) << 8 |
                    uint32_t(msg[off + 4 * i + 2]) << 16 | uint32_t(msg[off + 4 * i + 3]) << 24;
-        uint32_t a = h[0], b = h[1], c = h[2], d = h[3];
         for (int i = 0; i < 64; ++i) {
-            uint32_t f;
-            int g;
-            if (i < 16) {
-                f = (b & c) | (~b & d);
-                g = i;
-            } else if (i < 32) {
-                f = (d & b) | (~d & c);
-                g = (5 * i + 1) % 16;
-            } else if (i < 48) {
-                f = b ^ c ^ d;
-                g = (3 * i + 5) % 16;
-            } else {
-                f = c ^ (b | ~d);
-                g = (7 * i) % 16;
-            }
-            uint32_t t = d;
-            d = c;
-            c = b;
-            uint32_t x = a + f + k[i] + w[g];
-            b = b + (x << r[i] | x >> (32 - r[i]));
-            a = t;
+            const int round = i / 16;
+            const uint32_t b = v[1], c = v[2], d = v[3];
+            const uint32_t f = round == 0   ? (b & c) | (~b & d)
+                               : round == 1 ? (d & b) | (~d & c)
+                               : round == 2 ? b ^ c ^ d
+                                            : c ^ (b | ~d);
+            const int g = round == 0   ? i
+                          : round == 1 ? (5 * i + 1) % 16
+                          : round == 2 ? (3 * i + 5) % 16
+                                       : 7 * i % 16;
+            const uint32_t x = v[0] + f + k[i] + w[g];
+            const int s = kShift[round][i % 4];
+            v[0] = d;
+            v[3] = c;
+            v[2] = b;
+            v[1] = b + (x << s | x >> (32 - s));
         }
-        h[0] += a;
-        h[1] += b;
-        h[2] += c;
-        h[3] += d;
+        for (int j = 0; j < 4; ++j)
+            h[j] += v[j];
     }
     char hex[33];
     for (int i = 0; i < 16; ++i)
         std::snprintf(hex + 2 * i, 3, "%02x", (h[i / 4] >> (8 * (i % 4))) & 0xff);
     return std::string(hex, 32);
-}
-inline std::string Md5Hex(const std::vector<unsigned char>& v) {
-    return Md5Hex(v.data(), v.size());
 }
 
 // --- Loading the modules. ---
@@ -216,16 +195,9 @@ inline Decoded DecodeFile(IPlugIn* prototype, const std::string& file,
 
 // --- The same files through the image-file service. ---
 
-struct ServiceDeleter {
-    void operator()(IVandrelIF* service) const {
-        if (service != nullptr) service->Delete();
-    }
-};
-using ServicePtr = std::unique_ptr<IVandrelIF, ServiceDeleter>;
-
 // A service that loads every plug-in of this build's plug-in folder.
 inline ServicePtr CodecService() {
-    return ServicePtr(CreateVandrel(VANDREL_PLUGIN_DIR));
+    return MakeService(VANDREL_PLUGIN_DIR);
 }
 
 // Bytes of the pixels of one line of a layout, without the padding.
@@ -416,25 +388,15 @@ inline std::vector<unsigned char> ManifestSamples(const std::vector<unsigned cha
 
 // Rows of a tab-separated manifest, the first row naming the columns.
 inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::string& path) {
-    std::vector<std::map<std::string, std::string>> rows;
-    std::string text = ReadFile(path);
+    std::istringstream in(ReadFile(path));
     std::vector<std::string> header;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        std::string line = text.substr(start, end - start);
-        start = end + 1;
+    std::vector<std::map<std::string, std::string>> rows;
+    for (std::string line; std::getline(in, line);) {
         if (line.empty()) continue;
         std::vector<std::string> cells;
-        size_t from = 0;
-        for (;;) {
-            size_t tab = line.find('\t', from);
-            cells.push_back(
-                line.substr(from, tab == std::string::npos ? std::string::npos : tab - from));
-            if (tab == std::string::npos) break;
-            from = tab + 1;
-        }
+        std::istringstream fields(line);
+        for (std::string cell; std::getline(fields, cell, '\t');)
+            cells.push_back(cell);
         if (header.empty()) {
             header = cells;
             continue;

@@ -23,13 +23,8 @@ struct Image {
     }
 };
 
-inline Image Blank(int32_t w, int32_t h, int32_t ch) {
-    Image img;
-    img.width = w;
-    img.height = h;
-    img.channels = ch;
-    img.samples.assign(size_t(w) * h * ch, 0);
-    return img;
+inline Image Blank(int32_t w, int32_t h, int32_t ch, uint32_t value = 0) {
+    return Image{w, h, ch, std::vector<uint32_t>(size_t(w) * h * ch, value)};
 }
 
 inline int32_t Clamp(int32_t v, int32_t lo, int32_t hi) {

@@ -26,24 +26,12 @@ inline oracle::Image Noise(int32_t w, int32_t h, int32_t ch, int bits, uint32_t 
     return img;
 }
 
-inline oracle::Image Constant(int32_t w, int32_t h, int32_t ch, uint32_t value) {
-    oracle::Image img = oracle::Blank(w, h, ch);
-    for (uint32_t& s : img.samples)
-        s = value;
-    return img;
-}
-
 inline std::vector<unsigned char> PackLine(const oracle::Image& img, int32_t y, int bits) {
     const size_t n = size_t(img.width) * img.channels;
     std::vector<unsigned char> bytes(n * (bits / 8));
     for (size_t i = 0; i < n; ++i) {
-        const uint32_t v = img.samples[size_t(y) * n + i];
-        if (bits == 8) {
-            bytes[i] = uint8_t(v);
-        } else {
-            const uint16_t s = uint16_t(v);
-            std::memcpy(&bytes[2 * i], &s, 2);
-        }
+        const uint16_t v = uint16_t(img.samples[size_t(y) * n + i]);
+        std::memcpy(&bytes[i * (bits / 8)], &v, size_t(bits / 8));  // the low byte first
     }
     return bytes;
 }
@@ -52,11 +40,7 @@ inline void UnpackLine(oracle::Image& img, int32_t y, const unsigned char* bytes
     const size_t n = size_t(img.width) * img.channels;
     for (size_t i = 0; i < n; ++i) {
         uint16_t s = 0;
-        if (bits == 8) {
-            s = bytes[i];
-        } else {
-            std::memcpy(&s, bytes + 2 * i, 2);
-        }
+        std::memcpy(&s, bytes + i * (bits / 8), size_t(bits / 8));  // the low byte first
         img.samples[size_t(y) * n + i] = s;
     }
 }
@@ -69,13 +53,16 @@ struct Run {
     int32_t linesOut = 0;
 };
 
+// With a line-selection mode the caller describes only the `described` lines that reach the
+// engine, yet pushes them all.
 inline Run Resize(const oracle::Image& src, int bits, int32_t dw, int32_t dh, int method,
-                  int32_t mode = 0) {
+                  int32_t mode = 0, int32_t described = 0) {
     Run run;
     run.image = oracle::Blank(dw, dh, src.channels);
     EXRESIZE_HANDLE* h = nullptr;
     if (ExCreateResizeHandle(&h) != 0) return run;
-    const EXIMAGEINFO s = {src.width, src.height, FormatWord(src.channels, bits)};
+    const EXIMAGEINFO s = {src.width, described ? described : src.height,
+                           FormatWord(src.channels, bits)};
     const EXIMAGEINFO d = {dw, dh, s.ulFormat};
     run.begin = ExBeginResize(&s, &d, method, mode, h);
     std::vector<unsigned char> out(size_t(dw) * src.channels * (bits / 8) + 16);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "resize/ExResizeEngine.h"
 #include "resize/UtilResize.h"
 
 namespace {
@@ -12,19 +13,14 @@ namespace {
 CUImageInfo Info(int32_t w, int32_t h, int32_t depth, int32_t native = 0,
                  const char* space = "RGB") {
     CUImageInfo info;
-    info.lWidth = w;
-    info.lHeight = h;
-    info.lColorDepth = depth;
-    info.bNative = native;
+    info.lWidth = w, info.lHeight = h, info.lColorDepth = depth, info.bNative = native;
     info.strColorSpace = space;
     return info;
 }
 
 CURequest Request(int32_t w, int32_t h, const char* method) {
     CURequest request;
-    request.info.lWidth = w;
-    request.info.lHeight = h;
-    request.strResizeMethod = method;
+    request.info.lWidth = w, request.info.lHeight = h, request.strResizeMethod = method;
     return request;
 }
 
@@ -45,24 +41,13 @@ struct Object {
 };
 
 TEST(UtilResize, CodesOfTheEnginesTranslateIntoLibraryCodes) {
-    struct Case {
-        int32_t engine, library;
-    } cases[] = {
-        {0, 1},
-        {1, 0},
-        {-1000, int32_t(0x81020001)},
-        {-1001, int32_t(0xE17F0002)},
-        {-1002, int32_t(0xE17F0003)},
-        {-1003, int32_t(0xE17F0004)},
-        {-1004, int32_t(0xE17F0005)},
-        {-1005, int32_t(0xE17F0006)},
-        {-1006, int32_t(0xE17F0007)},
-        {-1010, int32_t(0xE17F0009)},
-        {-1007, int32_t(0xE17F0000)},
-        {7, int32_t(0xE17F0000)},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(CUtilResize::ConvertErrorCode(c.engine), c.library) << c.engine;
+    const int32_t engine[] = {0,     1,     -1000, -1001, -1002, -1003,
+                              -1004, -1005, -1006, -1010, -1007, 7};
+    const uint32_t library[] = {1,          0,          0x81020001, 0xE17F0002,
+                                0xE17F0003, 0xE17F0004, 0xE17F0005, 0xE17F0006,
+                                0xE17F0007, 0xE17F0009, 0xE17F0000, 0xE17F0000};
+    for (size_t i = 0; i < sizeof engine / sizeof engine[0]; ++i)
+        EXPECT_EQ(uint32_t(CUtilResize::ConvertErrorCode(engine[i])), library[i]) << engine[i];
 }
 
 TEST(UtilResize, StateRulesOfBeginSetGetAndEnd) {
@@ -79,14 +64,12 @@ TEST(UtilResize, StateRulesOfBeginSetGetAndEnd) {
     EXPECT_EQ(resize->BeginResize(source, Request(4, 4, "Bilinear")), kVxErrResizeState);
     std::memset(line, 0x5A, sizeof(line));
     EXPECT_EQ(resize->GetLine(line), kVxOk);  // nothing ready: success, buffer untouched
-    for (unsigned char b : line)
-        EXPECT_EQ(b, 0x5A);
+    EXPECT_EQ(std::string(line, line + 64), std::string(64, '\x5A'));
     EXPECT_EQ(resize->GetLine(), nullptr);
     EXPECT_EQ(resize->SetLine(nullptr), kVxErrResizeNullBuffer);
     EXPECT_EQ(resize->EndResize(), kVxOk);
     EXPECT_EQ(resize->EndResize(), kVxErrResizeState);
-    EXPECT_EQ(resize->BeginResize(source, Request(4, 4, "Bilinear")),
-              kVxOk);  // again after the end
+    EXPECT_EQ(resize->BeginResize(source, Request(4, 4, "Bilinear")), kVxOk);  // after the end
 }
 
 TEST(UtilResize, RefusedRequestsGiveTheirCodes) {
@@ -137,25 +120,14 @@ TEST(UtilResize, CheckSeekNamesTargetsInsideTheOutput) {
         ASSERT_EQ(resize->SetLine(pixels.data() + 4 * i), 1);
         ASSERT_EQ(resize->GetLine(out), kVxOk);
     }
-    struct Case {
-        int32_t line;
-        int origin;
-        int32_t result, target;
-    } cases[] = {
-        {0, 2, 2, 9},
-        {-9, 2, 2, 0},
-        {-10, 2, kVxErrResizeState, 0},
-        {10, 0, kVxErrResizeState, 0},
-        {9, 0, 2, 9},
-        {-1, 0, kVxErrResizeState, 9},
-        {3, 1, 2, 5},
-        {8, 1, kVxErrResizeState, 5},
-        {-2, 1, 2, 0},
-        {0, 3, kVxErrResizeSize, 0},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(resize->CheckSeek(c.line, c.origin), c.result) << c.line << " from " << c.origin;
-        EXPECT_EQ(resize->SeekTarget(), c.target) << c.line << " from " << c.origin;
+    const int32_t S = kVxErrResizeState;
+    // Line, origin, answer, target afterwards.
+    const int32_t cases[][4] = {
+        {0, 2, 2, 9},  {-9, 2, 2, 0}, {-10, 2, S, 0}, {10, 0, S, 0}, {9, 0, 2, 9},
+        {-1, 0, S, 9}, {3, 1, 2, 5},  {8, 1, S, 5},   {-2, 1, 2, 0}, {0, 3, kVxErrResizeSize, 0}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(resize->CheckSeek(c[0], c[1]), c[2]) << c[0] << " from " << c[1];
+        EXPECT_EQ(resize->SeekTarget(), c[3]) << c[0] << " from " << c[1];
     }
 }
 
@@ -185,8 +157,6 @@ TEST(UtilResize, ResetStartsTheSameResizeAgain) {
     std::vector<unsigned char> before(28), after(28);
     ASSERT_EQ(resize->GetLine(before.data()), kVxOk);
     ASSERT_EQ(resize->Reset(), kVxOk);
-    EXPECT_EQ(resize->LinesIn(), 0);
-    EXPECT_EQ(resize->LinesOut(), 0);
     EXPECT_EQ(resize->SetLine(pixels.data()), 0);
     EXPECT_EQ(resize->SetLine(pixels.data() + rowBytes), 2);
     ASSERT_EQ(resize->GetLine(after.data()), kVxOk);
@@ -204,10 +174,7 @@ int32_t ResizeByLines(const CUImageInfo& source, const std::vector<unsigned char
     size_t y = 0;
     for (int32_t i = 0; i < source.lHeight; ++i) {
         const int32_t ready = resize->SetLine(pixels.data() + size_t(i) * source.RowBytes());
-        if (ready < 0) {
-            code = ready;
-            break;
-        }
+        if (ready < 0) return resize->EndResize(), ready;
         for (int32_t k = 0; k < ready; ++k) {
             const void* line = resize->GetLine();
             if (line == nullptr) return kVxErrResizeOther;
@@ -229,9 +196,8 @@ TEST(UtilResize, GetImageMatchesThePushPullLoopForEveryMethod) {
     for (const char* method : {"Nearest", "Bilinear", "Bicubic", "Quorix"})
         for (const Layout& l : layouts)
             for (const Size& s : sizes) {
-                SCOPED_TRACE(std::string(method) + " depth " + std::to_string(l.depth) + " " +
-                             std::to_string(s.sw) + "x" + std::to_string(s.sh) + " -> " +
-                             std::to_string(s.dw) + "x" + std::to_string(s.dh));
+                SCOPED_TRACE(std::string(method) + " depth " + std::to_string(l.depth) +
+                             " from width " + std::to_string(s.sw));
                 const CUImageInfo source = Info(s.sw, s.sh, l.depth, l.native, l.space);
                 const std::vector<unsigned char> pixels = Pixels(source, uint32_t(s.sw * l.depth));
                 const CURequest request = Request(s.dw, s.dh, method);
@@ -244,39 +210,91 @@ TEST(UtilResize, GetImageMatchesThePushPullLoopForEveryMethod) {
             }
 }
 
-TEST(UtilResize, GetImageReportsSourceLinesThatComeAfterTheLastOutputLine) {
-    // Nearest 8 -> 4 lines: output line 3 comes from source line 6, so pushing line 7 is
-    // refused; the image is complete all the same.
+// GetImage uses an engine of its own and leaves a begun resize alone.
+TEST(UtilResize, GetImageReportsLateSourceLinesAndLeavesABegunResizeAlone) {
     Object resize;
     const CUImageInfo source = Info(4, 8, 8);
     const std::vector<unsigned char> pixels = Pixels(source, 6);
+    ASSERT_EQ(resize->BeginResize(source, Request(8, 8, "Bilinear")), kVxOk);
+    CResizeEngine* engine = resize->Engine();
+    // Nearest 8 -> 4 lines: output line 3 comes from source line 6, so pushing line 7 is
+    // refused; the image is complete all the same.
     std::vector<unsigned char> image(4 * 4, 0);
     EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(4, 4, "Nearest"), image.data()),
               kVxErrResizeMoment);
     for (int32_t y = 0; y < 4; ++y)
         EXPECT_EQ(std::memcmp(image.data() + 4 * y, pixels.data() + 4 * 2 * y, 4), 0) << y;
-}
-
-TEST(UtilResize, GetImageLeavesABegunResizeAlone) {
-    Object resize;
-    const CUImageInfo source = Info(4, 4, 8);
-    const std::vector<unsigned char> pixels = Pixels(source, 5);
-    ASSERT_EQ(resize->BeginResize(source, Request(8, 8, "Bilinear")), kVxOk);
-    CResizeEngine* engine = resize->Engine();
-    std::vector<unsigned char> image(8 * 8);
-    EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(8, 8, "Nearest"), image.data()),
-              kVxOk);
     EXPECT_EQ(resize->Engine(), engine);
     EXPECT_EQ(resize->SetLine(pixels.data()), 0);  // still begun, still bilinear
-    EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(8, 8, "Lanczos"), image.data()),
+    EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(4, 4, "Lanczos"), image.data()),
               kVxErrResizeSize);
 }
 
-TEST(UtilResize, FactoryMakesAnObject) {
-    IUtilResizeIF* resize = CreateUtilResize();
-    ASSERT_NE(resize, nullptr);
-    EXPECT_EQ(resize->EndResize(), kVxErrResizeState);
-    resize->Delete();
+TEST(ResizeEngine, MethodNamesMatchWholeAndWithoutRegardToCase) {
+    struct Case {
+        const char* name;
+        int32_t known;
+        EXRESIZE_METHOD method;
+    } cases[] = {{"NEAREST", 1, 0}, {"Bilinear", 1, 1},  {"bicubic", 1, 5},
+                 {"qUORIX", 1, 6},  {"Bicubic ", 0, -7}, {"Lanczos", 0, -7},
+                 {"Bicubi", 0, -7}, {"", 0, -7},         {nullptr, 0, -7}};
+    for (const Case& c : cases) {
+        EXRESIZE_METHOD method = -7;
+        EXPECT_EQ(CExResizeEngine::GetResizeMethod(c.name, method), c.known)
+            << (c.name ? c.name : "null");
+        EXPECT_EQ(method, c.method) << (c.name ? c.name : "null");
+        EXPECT_EQ(CExResizeEngine::IsSupportedMethod(c.name), c.known);
+    }
+}
+
+TEST(ResizeEngine, FormatWordsComeFromSpaceLayoutAndDepth) {
+    struct Case {
+        const char* space;
+        int32_t native, depth;
+        uint32_t word;  // 0: refused
+    } cases[] = {
+        {"RGB", 0, 8, 0x01080333},  {"RGB", 1, 8, 0x01080333},  {"RGB", 1, 16, 0x01100333},
+        {"RGB", 0, 24, 0x03080123}, {"RGB", 0, 48, 0x03100123}, {"RGB", 1, 24, 0x03082103},
+        {"RGB", 1, 32, 0x04083012}, {"RGB", 1, 48, 0x03100321}, {"RGB", 1, 64, 0x04103012},
+        {"YCC", 0, 24, 0x03084563}, {"ycc", 1, 48, 0x03104563}, {"rgb", 0, 24, 0x03080123},
+        {"RGB", 0, 32, 0},          {"RGB", 0, 64, 0},          {"YCC", 0, 8, 0},
+        {"YCC", 1, 32, 0},          {"CMYK", 0, 32, 0},         {"RGB", 0, 12, 0},
+    };
+    for (const Case& c : cases) {
+        const CUImageInfo info = Info(10, 10, c.depth, c.native, c.space);
+        EXPECT_EQ(CExResizeEngine::FormatWordFor(info), c.word)
+            << c.space << " native " << c.native << " depth " << c.depth;
+        CExResizeEngine engine("Bilinear");
+        EXPECT_EQ(engine.BeginResize(&info, &info), c.word == 0 ? EXERR_SIZE : 0);
+    }
+}
+
+TEST(ResizeEngine, TheDestinationRecordLendsOnlyItsSize) {
+    // A YCC 48-bit destination for an RGB 24-bit source: both sides use the source's word.
+    const CUImageInfo source = Info(8, 8, 24, 0, "RGB");
+    const CUImageInfo destination = Info(16, 4, 48, 0, "YCC");
+    CExResizeEngine engine("Nearest");
+    ASSERT_EQ(engine.BeginResize(&source, &destination), 0);
+    unsigned char line[8 * 3] = {};
+    unsigned char out[16 * 6 + 8];
+    std::memset(out, 0xAB, sizeof(out));
+    ASSERT_EQ(engine.SetLine(line), 1);
+    ASSERT_EQ(engine.GetLine(out), 0);
+    EXPECT_EQ(out[16 * 3 - 1], 0);  // 16 pixels of 3 bytes written
+    EXPECT_EQ(out[16 * 3], 0xAB);   // and not one byte more
+}
+
+TEST(ResizeEngine, UnknownNamesAndClonesRefuseToBegin) {
+    const CUImageInfo info = Info(8, 8, 24, 0, "RGB");
+    EXPECT_EQ(CExResizeEngine("Lanczos").BeginResize(&info, &info), EXERR_SIZE);
+    CExResizeEngine bicubic("Bicubic");
+    std::unique_ptr<CResizeEngine> clone(bicubic.Clone());
+    ASSERT_NE(clone, nullptr);
+    EXPECT_STREQ(clone->GetInterpolation(), "");  // not a copy of the method
+    EXPECT_EQ(clone->BeginResize(&info, &info), EXERR_SIZE);
+    const CUImageInfo empty = Info(0, 8, 24);
+    EXPECT_EQ(bicubic.BeginResize(&info, &empty), EXERR_SIZE);
+    EXPECT_EQ(bicubic.SetLine(&info), EXERR_ARGUMENT);  // nothing begun
 }
 
 }  // namespace

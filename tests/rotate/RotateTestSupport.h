@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,25 +15,13 @@
 #include "container/ContainerTestSupport.h"
 #include "container/DataAccess.h"
 #include "vandrel/ExResize.h"
-#include "vandrel/Records.h"
-#include "vandrel/UtilContainerIF.h"
 #include "vandrel/UtilRotateIF.h"
 
 namespace vxtest {
 
-inline uint8_t HashByte(uint32_t x, uint32_t y, uint32_t k) {
-    uint32_t h = x * 0x9E3779B1u ^ y * 0x85EBCA77u ^ k * 0xC2B2AE3Du;
-    h ^= h >> 15;
-    return uint8_t(h * 0x2C1B3C6Du >> 24);
-}
-
 inline CUImageInfo ImageInfo(int32_t width, int32_t height, int32_t bits, const char* space = "RGB",
                              int32_t native = 0) {
-    CUImageInfo info;
-    info.lWidth = width;
-    info.lHeight = height;
-    info.lColorDepth = bits;
-    info.lRowBytes = VxPaddedRowBytes(width, bits);
+    CUImageInfo info = MakeInfo(width, height, bits);
     info.bNative = native;
     info.strColorSpace = space;
     return info;
@@ -43,11 +30,9 @@ inline CUImageInfo ImageInfo(int32_t width, int32_t height, int32_t bits, const 
 // Lines of hashed bytes, padded with zeros.
 inline std::vector<uint8_t> HashImage(const CUImageInfo& info, uint32_t seed = 0) {
     std::vector<uint8_t> image(size_t(info.RowBytes()) * size_t(info.lHeight));
-    const int32_t lineBytes = info.lWidth * (info.lColorDepth >> 3);
-    for (int32_t y = 0; y < info.lHeight; ++y) {
-        for (int32_t i = 0; i < lineBytes; ++i)
-            image[size_t(y) * info.RowBytes() + i] = HashByte(uint32_t(i), uint32_t(y), seed);
-    }
+    for (int32_t y = 0; y < info.lHeight; ++y)
+        for (int32_t i = 0; i < info.lWidth * (info.lColorDepth >> 3); ++i)
+            image[size_t(y) * info.RowBytes() + i] = PatternByte(i, y, int32_t(seed));
     return image;
 }
 
@@ -59,29 +44,23 @@ struct RotateDeleter {
 using RotatePtr = std::unique_ptr<IUtilRotateIF, RotateDeleter>;
 
 inline ContainerPtr ContainerOf(const CUImageInfo& info, const std::vector<uint8_t>& image,
-                                int cacheCount = 1000, int pieceSize = 128) {
-    ContainerPtr c(CreateUtilContainer());
-    if (!c || c->Create(info, cacheCount, pieceSize) != 1) return nullptr;
-    for (int32_t y = 0; y < info.lHeight; ++y) {
-        if (c->SetLine(image.data() + size_t(y) * info.RowBytes(), y, 0, -1) != 1) return nullptr;
-    }
+                                int cacheCount = 1000) {
+    ContainerPtr c = MakeContainer(info, cacheCount, 128);
+    for (int32_t y = 0; c && y < info.lHeight; ++y)
+        if (c->SetLine(image.data() + size_t(y) * info.RowBytes(), y, 0, -1) != 1) c.reset();
     return c;
 }
 
 inline CURequest RotateRequest(double angle, const char* method = "Nearest",
                                int32_t background = 0) {
     CURequest request;
-    request.dAngle = angle;
-    request.strResizeMethod = method;
-    request.lBKColor = background;
+    request.dAngle = angle, request.strResizeMethod = method, request.lBKColor = background;
     return request;
 }
 
 // A whole rotated image: its size and its lines packed without padding.
 struct Rotated {
-    int32_t status = 0;
-    int32_t width = 0;
-    int32_t height = 0;
+    int32_t status = 0, width = 0, height = 0;
     std::vector<uint8_t> pixels;
 };
 
@@ -92,13 +71,8 @@ inline Rotated Drain(IUtilRotateIF& rotate, int32_t status, int32_t bits) {
     rotate.GetOutputImageSize(out.width, out.height);
     const size_t lineBytes = size_t(out.width) * size_t(bits >> 3);
     out.pixels.resize(lineBytes * size_t(out.height));
-    for (int32_t i = 0; i < out.height; ++i) {
-        const int32_t got = rotate.GetLine(out.pixels.data() + i * lineBytes);
-        if (got != kVxOk) {
-            out.status = got;
-            return out;
-        }
-    }
+    for (int32_t i = 0; i < out.height && out.status == kVxOk; ++i)
+        out.status = rotate.GetLine(out.pixels.data() + i * lineBytes);
     return out;
 }
 
@@ -117,13 +91,7 @@ inline Rotated RotateContainer(const IUtilContainerIF& container, const CUReques
 
 // The oracle's set-up, from the angle in degrees.
 struct OracleFrame {
-    int32_t angle = 0;
-    int32_t c = 0;
-    int32_t s = 0;
-    int32_t originX = 0;
-    int32_t originY = 0;
-    int32_t outWidth = 0;
-    int32_t outHeight = 0;
+    int32_t angle = 0, c = 0, s = 0, originX = 0, originY = 0, outWidth = 0, outHeight = 0;
 
     OracleFrame(double degrees, int32_t w, int32_t h) {
         const int32_t hundredths =
@@ -146,10 +114,8 @@ struct OracleFrame {
         } else {
             originY = Y(w - 1, 0);
         }
-        const int32_t a = std::abs(w * c + h * s);
-        const int32_t b = std::max(w * c - h * s, h * s - w * c);
-        const int32_t w1 = (a + 8192) >> 14;
-        const int32_t w2 = (b + 8192) >> 14;
+        const int32_t w1 = (std::abs(w * c + h * s) + 8192) >> 14;
+        const int32_t w2 = (std::abs(w * c - h * s) + 8192) >> 14;
         outWidth = w2 > w1 ? w2 : w1;
         outHeight = ((w2 > w1 ? std::abs(w * s - h * c) : std::abs(w * s + h * c)) + 8192) >> 14;
     }
@@ -190,7 +156,7 @@ public:
 
     std::vector<uint8_t> Image() {
         std::vector<uint8_t> out;
-        for (int32_t i = 0; i < m_frame.outHeight; ++i) {
+        for (int32_t i = 0; i < m_frame.outHeight; ++i)
             for (int32_t j = 0; j < m_frame.outWidth; ++j) {
                 int32_t v[4] = {};
                 Pixel(i, j, v);
@@ -199,7 +165,6 @@ public:
                     if (m_sampleBytes == 2) out.push_back(uint8_t(v[k] >> 8));
                 }
             }
-        }
         return out;
     }
 
@@ -292,10 +257,7 @@ private:
     CDataAccess& m_src;
     OracleFrame m_frame;
     std::string m_method;
-    int32_t m_samples = 3;
-    int32_t m_sampleBytes = 1;
-    int32_t m_max = 255;
-    int32_t m_bg[4] = {};
+    int32_t m_samples = 3, m_sampleBytes = 1, m_max = 255, m_bg[4] = {};
 };
 
 }  // namespace vxtest

@@ -1,4 +1,5 @@
 #include "RecordingService.h"
+#include "vandrel/MessageProc.h"
 
 namespace {
 
@@ -111,7 +112,12 @@ TEST_F(ReadTest, BeginAsksStatusThenRequestThenOpens) {
     CURequest request = Wanting(48);
     request.lQuality = 33;
     request.bSubImage = 1;  // the file has no third image
+    IMessageProc listener;
+    request.pMessageProc = &listener;
     EXPECT_EQ(service->BeginReadLine(h, request, nullptr, nullptr), kVxWarnCodecData);
+    EXPECT_EQ(rec->request.pMessageProc, &listener)
+        << "the decoder reports to this read's listener";
+    EXPECT_EQ(Param(h)->request.pMessageProc, nullptr) << "the handle keeps its own";
     EXPECT_EQ(rec->calls, (std::vector<std::string>{"GetFileStatus", "SetRequest", "Open r"}));
     EXPECT_EQ(rec->request.lQuality, 33);
     EXPECT_EQ(rec->request.bSubImage, 0);
@@ -157,70 +163,52 @@ TEST_F(ReadTest, RefusedRequestsCloseTheCodecAndKeepNoBuffers) {
     EXPECT_EQ(rec->Count("Open r"), 0);
 }
 
-TEST_F(ReadTest, HandedOutLinesAreTheCodecsOrTheConvertedOnes) {
-    const int32_t width = 6;
-    Image(width, 3, 24, "RGB", 8);
-    for (bool widen : {false, true}) {
-        SCOPED_TRACE(widen ? "widened" : "as stored");
-        int32_t h = Open();
-        ASSERT_EQ(service->BeginReadLine(h, Wanting(widen ? 48 : 24), nullptr, nullptr), 1);
-        CParam* p = Param(h);
-        for (int32_t y = 0; y < 3; ++y) {
-            void* line = nullptr;
-            void* line2 = nullptr;
-            ASSERT_EQ(service->ReadLine(h, &line, &line2), 1);
-            EXPECT_EQ(rec->lines.back(), p->bufRead.pBuffer);
-            EXPECT_EQ(rec->lines2.back(), p->bufRead2.pBuffer);
-            EXPECT_EQ(line, widen ? p->bufConv.pBuffer : p->bufRead.pBuffer);
-            EXPECT_EQ(line2, widen ? p->bufConv2.pBuffer : p->bufRead2.pBuffer);
-            auto main = DeliveredLine(0, y, width * 3);
-            auto second = DeliveredLine(1, y, width);
-            const auto* bytes = static_cast<const unsigned char*>(line);
-            const auto* bytes2 = static_cast<const unsigned char*>(line2);
-            if (!widen) {
-                EXPECT_TRUE(std::equal(main.begin(), main.end(), bytes));
-                EXPECT_TRUE(std::equal(second.begin(), second.end(), bytes2));
-                continue;
-            }
-            auto words = vxtest::Words(bytes, main.size());
-            auto words2 = vxtest::Words(bytes2, second.size());
-            for (size_t i = 0; i < main.size(); ++i)
-                ASSERT_EQ(words[i], main[i] << 8) << i;
-            for (size_t i = 0; i < second.size(); ++i)
-                ASSERT_EQ(words2[i], second[i] << 8) << i;
-        }
-        EXPECT_EQ(p->lLine, 3);
-        EXPECT_EQ(service->EndReadLine(h), 1);
-        EXPECT_EQ(service->DeleteImageHandle(h), 1);
+// A delivered line as the caller sees it: the same bytes, or each widened to its high byte.
+void ExpectLine(const void* line, const std::vector<unsigned char>& delivered, bool widened) {
+    const auto* got = static_cast<const unsigned char*>(line);
+    for (size_t i = 0; i < delivered.size(); ++i) {
+        uint16_t word = got[i];
+        if (widened) std::memcpy(&word, got + 2 * i, 2);
+        ASSERT_EQ(word, widened ? delivered[i] << 8 : delivered[i]) << i;
     }
 }
 
-TEST_F(ReadTest, CallerLinesWithoutASecondLineTakeOnlyTheMainPlane) {
-    const int32_t width = 4;
-    Image(width, 2, 24, "RGB", 8);
+// Lines are lent from the handle (the codec's or the converted ones) or read into the caller's;
+// a caller who gives no second line gets only the main plane.
+TEST_F(ReadTest, LinesAreLentOrReadIntoTheCallersBuffers) {
+    const int32_t width = 6;
+    Image(width, 3, 24, "RGB", 8);
     for (bool widen : {false, true}) {
-        int32_t h = Open();
-        CUImageInfo info;
-        ASSERT_EQ(service->BeginReadLine(h, Wanting(widen ? 48 : 24), &info, nullptr), 1);
-        CParam* p = Param(h);
-        unsigned char* conv = p->bufConv.pBuffer;
-        std::vector<unsigned char> line(size_t(info.lRowBytes), 0xEE);
-        ASSERT_EQ(service->ReadLine(h, static_cast<void*>(line.data()), nullptr), 1);
-        EXPECT_EQ(p->bufConv.pBuffer, conv);  // lent to the caller's line for one line only
-        auto main = DeliveredLine(0, 0, width * 3);
-        if (widen) {
-            // The codec read into the handle's own lines; only the main one came over.
-            EXPECT_EQ(rec->lines.back(), p->bufRead.pBuffer);
-            auto words = vxtest::Words(line.data(), main.size());
-            for (size_t i = 0; i < main.size(); ++i)
-                EXPECT_EQ(words[i], main[i] << 8);
-        } else {
-            EXPECT_EQ(rec->lines.back(), line.data());
-            EXPECT_EQ(rec->lines2.back(), nullptr);
-            EXPECT_TRUE(std::equal(main.begin(), main.end(), line.begin()));
+        for (bool lent : {false, true}) {
+            SCOPED_TRACE(testing::Message() << (widen ? "widened" : "as stored")
+                                            << (lent ? ", lent" : ", caller's line"));
+            int32_t h = Open();
+            CUImageInfo info;
+            ASSERT_EQ(service->BeginReadLine(h, Wanting(widen ? 48 : 24), &info, nullptr), 1);
+            CParam* p = Param(h);
+            unsigned char* conv = p->bufConv.pBuffer;
+            std::vector<unsigned char> own(size_t(info.lRowBytes), 0xEE);
+            for (int32_t y = 0; y < 3; ++y) {
+                void* line = own.data();
+                void* line2 = nullptr;
+                if (lent) {
+                    ASSERT_EQ(service->ReadLine(h, &line, &line2), 1);
+                    EXPECT_EQ(line, widen ? p->bufConv.pBuffer : p->bufRead.pBuffer);
+                    EXPECT_EQ(line2, widen ? p->bufConv2.pBuffer : p->bufRead2.pBuffer);
+                    EXPECT_EQ(rec->lines2.back(), p->bufRead2.pBuffer);
+                    ExpectLine(line2, DeliveredLine(1, y, width), widen);
+                } else {
+                    ASSERT_EQ(service->ReadLine(h, line, nullptr), 1);
+                    EXPECT_EQ(p->bufConv.pBuffer, conv);  // lent to the caller's line for one line
+                    if (!widen) EXPECT_EQ(rec->lines2.back(), nullptr);
+                }
+                EXPECT_EQ(rec->lines.back(), widen || lent ? p->bufRead.pBuffer : own.data());
+                ExpectLine(line, DeliveredLine(0, y, width * 3), widen);
+            }
+            EXPECT_EQ(p->lLine, 3);
+            EXPECT_EQ(service->EndReadLine(h), 1);
+            EXPECT_EQ(service->DeleteImageHandle(h), 1);
         }
-        EXPECT_EQ(service->EndReadLine(h), 1);
-        EXPECT_EQ(service->DeleteImageHandle(h), 1);
     }
 }
 

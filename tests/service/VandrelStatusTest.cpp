@@ -1,12 +1,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "RecordingService.h"
 #include "platform/OSLib.h"
+#include "plugins/CodecTestSupport.h"
 #include "vandrel/TagDB.h"
 #include "vandrel/Variant.h"
 
@@ -199,51 +198,17 @@ TEST_F(StatusTest, CameraInformationWithoutTagsOrWithACodecFailure) {
 
 // --- File information: the file's attributes and its Exif orientation and dates. ---
 
-std::string Le16(uint32_t v) {
-    return std::string{char(v & 0xFF), char((v >> 8) & 0xFF)};
-}
-std::string Le32(uint32_t v) {
-    return Le16(v & 0xFFFF) + Le16(v >> 16);
-}
-
-struct Entry {
-    uint16_t tag, type;
-    uint32_t count;
-    std::string data;
-};
-Entry Ascii(uint16_t tag, const std::string& text) {
-    return {tag, 2, uint32_t(text.size() + 1), text + '\0'};
-}
-
-// A little-endian TIFF block: IFD0 (with a pointer to the Exif directory when one is given),
-// the Exif directory, then the values that do not fit in an entry.
-std::string TiffBlock(std::vector<Entry> ifd0, const std::vector<Entry>& exif) {
-    auto dirSize = [](size_t n) { return 2 + 12 * n + 4; };
-    const size_t n0 = ifd0.size() + (exif.empty() ? 0 : 1);
-    const size_t exifAt = 8 + dirSize(n0);
-    if (!exif.empty()) ifd0.push_back({0x8769, 4, 1, Le32(uint32_t(exifAt))});
-    size_t dataAt = exifAt + (exif.empty() ? 0 : dirSize(exif.size()));
-    std::string data;
-    auto directory = [&](const std::vector<Entry>& entries) {
-        std::string out = Le16(uint32_t(entries.size()));
-        for (const Entry& e : entries) {
-            out += Le16(e.tag) + Le16(e.type) + Le32(e.count);
-            if (e.data.size() <= 4) {
-                out += e.data + std::string(4 - e.data.size(), '\0');
-            } else {
-                out += Le32(uint32_t(dataAt + data.size()));
-                data += e.data;
-            }
-        }
-        return out + Le32(0);
-    };
-    std::string block = std::string("II\x2A\0", 4) + Le32(8) + directory(ifd0);
-    if (!exif.empty()) block += directory(exif);
-    return block + data;
-}
-
-std::string ExifJpeg(const std::string& tiff) {
-    const std::string app1 = std::string("Exif\0\0", 6) + tiff;
+// A JPEG holding only an Exif block: IFD0 with the orientation and file date, and an Exif
+// directory with the original and digitised dates; each only when given.
+std::string ExifJpeg(uint32_t orientation, const char* modified, const char* original,
+                     const char* digitized) {
+    vxtest::TiffBlock block(false, 2);
+    if (orientation != 0) block.Numbers(0, 0x0112, vxtest::TiffBlock::kShort, {orientation});
+    if (modified != nullptr) block.Text(0, 0x0132, modified);
+    if (original != nullptr) block.Text(1, 0x9003, original);
+    if (digitized != nullptr) block.Text(1, 0x9004, digitized);
+    if (original != nullptr || digitized != nullptr) block.Link(0, 0x8769, 1);
+    const std::string app1 = std::string("Exif\0\0", 6) + block.Build();
     const uint32_t length = uint32_t(app1.size() + 2);
     return std::string("\xFF\xD8\xFF\xE1", 4) + char(length >> 8) + char(length & 0xFF) + app1 +
            std::string("\xFF\xD9", 2);
@@ -259,31 +224,22 @@ TEST_F(StatusTest, FileInformationTakesTheFirstPresentDate) {
     const char* modified = "2001:01:01 01:01:01";
     const char* original = "2002:02:02 02:02:02";
     const char* digitized = "2003:03:03 03:03:03";
-    const std::string orientation = Le16(6);
     struct Case {
         const char* name;
-        std::vector<Entry> ifd0, exif;
-        uint16_t orientation;
+        uint32_t orientation;
+        const char *modified, *original, *digitized;
         int32_t shot;
     } cases[] = {
-        {"all dates",
-         {{0x0112, 3, 1, orientation}, Ascii(0x0132, modified)},
-         {Ascii(0x9003, original), Ascii(0x9004, digitized)},
-         6,
-         LocalTime(original)},
-        {"digitised",
-         {Ascii(0x0132, modified)},
-         {Ascii(0x9004, digitized)},
-         0,
-         LocalTime(digitized)},
-        {"file date", {Ascii(0x0132, modified)}, {}, 0, LocalTime(modified)},
-        {"short date", {{0x0112, 3, 1, orientation}}, {Ascii(0x9003, "2002:02:02")}, 6, 0},
-        {"nothing", {}, {}, 0, 0},
+        {"all dates", 6, modified, original, digitized, LocalTime(original)},
+        {"digitised", 0, modified, nullptr, digitized, LocalTime(digitized)},
+        {"file date", 0, modified, nullptr, nullptr, LocalTime(modified)},
+        {"short date", 6, nullptr, "2002:02:02", nullptr, 0},
+        {"nothing", 0, nullptr, nullptr, nullptr, 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string path = dir.file("photo.jpg");
-        vxtest::WriteFile(path, ExifJpeg(TiffBlock(c.ifd0, c.exif)));
+        vxtest::WriteFile(path, ExifJpeg(c.orientation, c.modified, c.original, c.digitized));
         ::chmod(path.c_str(), 0640);
         CUFileInfo info;
         ASSERT_EQ(service->GetFileInfo(path.c_str(), &info), 1);
@@ -304,35 +260,13 @@ TEST_F(StatusTest, FileInformationTakesTheFirstPresentDate) {
               kVxErrFileAttributes);
 }
 
-std::vector<std::map<std::string, std::string>> ReadManifest(const std::string& path) {
-    std::ifstream in(path);
-    std::string line;
-    std::vector<std::string> header;
-    std::vector<std::map<std::string, std::string>> rows;
-    while (std::getline(in, line)) {
-        std::vector<std::string> fields;
-        std::stringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, '\t');)
-            fields.push_back(cell);
-        if (header.empty()) {
-            header = fields;
-            continue;
-        }
-        std::map<std::string, std::string> row;
-        for (size_t i = 0; i < header.size() && i < fields.size(); ++i)
-            row[header[i]] = fields[i];
-        rows.push_back(row);
-    }
-    return rows;
-}
-
 // Camera JPEGs: orientation and shooting time as the manifest reads them, for every file whose
 // Exif block comes before any segment other than APP0 and comments.
 TEST_F(StatusTest, FileInformationOfCameraJpegs) {
     const std::string data = vxtest::TestDataDir();
     if (data.empty()) GTEST_SKIP() << "no test corpus";
     int checked = 0;
-    for (auto& row : ReadManifest(data + "/tags.tsv")) {
+    for (auto& row : vxtest::ReadManifest(data + "/tags.tsv")) {
         if (row["FileType"] != "JPEG") continue;
         SCOPED_TRACE(row["file"]);
         const bool reachable = row["ExifViaAPP0COM"] == "yes";
