@@ -10,10 +10,6 @@
 // srcAlpha the source container and its optional alpha container. Results are 1 (or another
 // positive value, or a warning) on success, else a status code: kVxErrCancelled when the
 // callback cancelled, the kVxErrMacro* codes, or the codes of the service, resizer and rotator.
-//
-// The eight integers of the graphics-port operations are two rectangles, each left, top,
-// right, bottom with inclusive edges: first the rectangle of the image, then the rectangle of
-// the port.
 #ifndef VANDREL_UTILMACROIF_H
 #define VANDREL_UTILMACROIF_H
 
@@ -58,7 +54,33 @@ public:
                                      const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                      IUtilContainerIF* dstAlpha) = 0;
 
-    // Drawing into a graphics port.
+    // Drawing into a graphics port (vandrel/GraphicsPort.h). The port must be 32 bits deep;
+    // any other port is refused with kVxErrMacroUnsupported before anything is read.
+    //
+    // Slot 13 draws a 32-bit container. Its eight integers are two port rectangles as SetRect
+    // takes them, left, top, right, bottom with right and bottom exclusive: first the source in
+    // the image, then the destination in the port. The corners of both must lie within
+    // (0, 0, width + 1, height + 1) of the image, so an edge may lie on the image's right or
+    // bottom border; neither may be empty, and the destination must lie inside the port's
+    // bounds (kVxErrMacroUnsupported otherwise, with nothing drawn). Equal sizes copy the lines
+    // straight into the port; different sizes scale by nearest neighbour, as CopyBits does. An
+    // alpha container that holds an image must be 8 bits deep (kVxErrMacroAlphaDepth) and of
+    // the image's size; each of its samples, scaled like the image, goes into the first byte
+    // of its port pixel. Without one, that byte is the image's own.
+    //
+    // Slots 9 to 12 decode first, with TrimmingDecode, into temporary containers (without a
+    // request: 32-bit native RGB lines, the port's layout), then draw them as slot 13 does.
+    // Here the integers are the decode's two rectangles, left, top, right, bottom with
+    // inclusive edges. The first selects the part of the image: each selected line is cut to
+    // the columns left to right and then squeezed, by picking pixels without filtering, to
+    // the second rectangle's width; output line y takes the selected line
+    // top + truncate(y * selected height / output height). The second rectangle gives only the
+    // size of the decoded picture. The picture is then drawn with the first rectangle as both
+    // source and destination, read as a port rectangle (right and bottom exclusive): the
+    // picture's pixels inside it land at the same coordinates of the port. So equal
+    // rectangles (0, 0, w - 1, h - 1) draw the selection's first w - 1 columns of its first
+    // h - 1 lines at the port's origin, and a first rectangle that the decoded picture does
+    // not cover, or that leaves the port, is refused before decoding begins.
     /* 9 */ virtual int32_t GetImage(const char* path, OpaqueGrafPtr* port, int32_t l1, int32_t t1,
                                      int32_t r1, int32_t b1, int32_t l2, int32_t t2, int32_t r2,
                                      int32_t b2) = 0;

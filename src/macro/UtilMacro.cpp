@@ -169,44 +169,7 @@ int32_t CUtilMacro::SetImage(const char* dstPath, const CURequest& request,
     return AnalyzeRequest(-1, dstPath, request, src, srcAlpha, nullptr, nullptr);
 }
 
-// --- Graphics ports. ---
-// This build has no graphics-port type: drawing into a port is refused as an unsupported
-// request, and writing from one is never supported.
-
-int32_t CUtilMacro::GetImage(const char*, OpaqueGrafPtr*, int32_t, int32_t, int32_t, int32_t,
-                             int32_t, int32_t, int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::GetImage(const char*, const CURequest&, OpaqueGrafPtr*, int32_t, int32_t,
-                             int32_t, int32_t, int32_t, int32_t, int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::GetImage(int32_t, OpaqueGrafPtr*, int32_t, int32_t, int32_t, int32_t, int32_t,
-                             int32_t, int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::GetImage(int32_t, const CURequest&, OpaqueGrafPtr*, int32_t, int32_t, int32_t,
-                             int32_t, int32_t, int32_t, int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::GetImage(IUtilContainerIF*, IUtilContainerIF*, OpaqueGrafPtr*, int32_t, int32_t,
-                             int32_t, int32_t, int32_t, int32_t, int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::SetImage(const char*, const char*, OpaqueGrafPtr*, int32_t, int32_t, int32_t,
-                             int32_t) {
-    return kVxErrMacroUnsupported;
-}
-
-int32_t CUtilMacro::SetImage(const char*, const CURequest&, OpaqueGrafPtr*, int32_t, int32_t,
-                             int32_t, int32_t) {
-    return kVxErrMacroUnsupported;
-}
+// Graphics ports (slots 9 to 13, 17 and 18) are drawn in UtilMacroPort.cpp.
 
 // --- Classification and dispatch. ---
 
