@@ -56,7 +56,9 @@ TEST(ParseColorTest, PacksRedIntoTheLowestByte) {
     for (const auto& c : cases) {
         int32_t packed = -1;
         EXPECT_EQ(ParseColor(c.text, &packed), c.ok) << c.text;
-        if (c.ok) EXPECT_EQ(packed, c.packed) << c.text;
+        if (c.ok) {
+            EXPECT_EQ(packed, c.packed) << c.text;
+        }
     }
 }
 
@@ -74,7 +76,9 @@ TEST(ParseTagTest, HexOrDecimalWithinSixteenBits) {
     for (const auto& c : cases) {
         uint16_t tag = 0;
         EXPECT_EQ(ParseTag(c.text, &tag), c.ok) << c.text;
-        if (c.ok) EXPECT_EQ(tag, c.tag) << c.text;
+        if (c.ok) {
+            EXPECT_EQ(tag, c.tag) << c.text;
+        }
     }
 }
 
@@ -88,7 +92,9 @@ TEST(ParseMethodTest, AnyCaseGivesTheRequestName) {
     for (const auto& c : cases) {
         std::string name;
         EXPECT_EQ(ParseMethod(c.text, &name), c.name != nullptr) << c.text;
-        if (c.name != nullptr) EXPECT_EQ(name, c.name);
+        if (c.name != nullptr) {
+            EXPECT_EQ(name, c.name);
+        }
     }
 }
 

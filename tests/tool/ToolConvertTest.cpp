@@ -135,7 +135,7 @@ TEST_F(ToolConvertTest, SizesKeepTheAspectRatioForEveryMethod) {
     for (const char* method : {"nearest", "bilinear", "bicubic", "quorix", "squeeze"}) {
         for (const auto& s : sizes) {
             const std::string out = Out(std::string(method) + ".png");
-            std::vector<std::string> args = {"convert", Chart("ppm"), out, "--method", method};
+            std::vector<std::string> args = {"convert", Chart("png"), out, "--method", method};
             args.insert(args.end(), s.size.begin(), s.size.end());
             const ToolRun run = RunTool(args);
             ASSERT_EQ(run.exit, 0) << method << " " << s.size[1] << ": " << run.err;

@@ -214,26 +214,43 @@ int32_t CConvertJob::Encode(const Plan& plan, const std::string& path, IUtilCont
     return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
-int32_t CConvertJob::EncodeGrey(const Plan& plan, const std::string& path,
-                                IUtilContainerIF* image) {
+int32_t CConvertJob::EncodeGrey(const Plan& plan, const std::string& path, IUtilContainerIF* image) {
     int32_t code = 1;
     ContainerPtr grey(GreyCopy(image, &code));
     if (!grey) {
         return Fail(plan.options.output, code,
                     code == kVxErrCodecUnsupported ? "colour pixels cannot go to a grey file" : "");
     }
-    const int32_t result =
-        m_macro->SetImage(path.c_str(), plan.format.c_str(), grey.get(), nullptr);
+    const int32_t result = WriteGreyFile(m_service, path, plan.format, grey.get());
     return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
-int32_t CConvertJob::EncodeAlpha(const Plan& plan, const std::string& path,
-                                 IUtilContainerIF* alpha) {
+int32_t CConvertJob::EncodeAlpha(const Plan& plan, const std::string& path, IUtilContainerIF* alpha) {
     if (alpha == nullptr || alpha->hasImage() != 1)
         return Fail(plan.options.input, kVxErrInvalidArgument, "the file has no alpha plane");
-    const int32_t result =
-        m_macro->SetImage(path.c_str(), plan.alphaFormat.c_str(), alpha, nullptr);
+    const int32_t result = WriteGreyFile(m_service, path, plan.alphaFormat, alpha);
     return VxIsFailure(result) ? Fail(plan.options.alphaOutput, result) : 1;
+}
+
+int32_t WriteGreyFile(IVandrelIF* service, const std::string& path, const std::string& format,
+                      const IUtilContainerIF* grey) {
+    CURequest request;
+    grey->GetImageInfo(request.info);
+    request.info.lRowBytes = 0;
+    request.strFormatName = format.c_str();
+    // No caller layout: the lines go to the writer as they are.
+    const int32_t handle = service->BeginWriteLine(path.c_str(), request, nullptr, nullptr);
+    if (handle < 0) return handle;
+    int32_t result = 1;
+    for (int32_t y = 0; y < request.info.lHeight && result >= 0; ++y) {
+        const void* line = grey->GetLine(y, 0, -1);
+        result = line != nullptr ? service->WriteLine(handle, line, nullptr) : kVxErrMacroLineIO;
+        if (result >= 0 && CInterruptGuard::Requested()) result = kVxErrCancelled;
+    }
+    const int32_t ended = service->EndWriteLine(handle);
+    service->DeleteImageHandle(handle);
+    if (result < 0) return result;
+    return ended < 0 ? ended : 1;
 }
 
 IUtilContainerIF* GreyCopy(const IUtilContainerIF* rgb, int32_t* code) {

@@ -68,6 +68,12 @@ private:
     std::string m_detail;
 };
 
+// Writes an 8- or 16-bit container as a grey file of format. The service converts colour lines
+// only, so these lines go to the writer through the line interface without conversion.
+// 1 or the first failing code.
+int32_t WriteGreyFile(IVandrelIF* service, const std::string& path, const std::string& format,
+                      const IUtilContainerIF* grey);
+
 // Copies a 24- or 48-bit RGB container whose pixels are all grey (R = G = B) into a new 8- or
 // 16-bit container. Null, with *code set, when a pixel has colour or memory runs out.
 IUtilContainerIF* GreyCopy(const IUtilContainerIF* rgb, int32_t* code);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 
 namespace vxtool {
 
@@ -13,7 +14,9 @@ std::string DefaultPlugInFolder() {
     self[n] = 0;
     std::string folder(self);
     folder.erase(folder.rfind('/'));
-    return folder + "/../" + VANDREL_PLUGIN_SUBDIR;
+    folder += "/../" VANDREL_PLUGIN_SUBDIR;
+    char resolved[PATH_MAX];
+    return ::realpath(folder.c_str(), resolved) != nullptr ? std::string(resolved) : folder;
 }
 
 CToolService::CToolService(const std::string& plugInFolder)
