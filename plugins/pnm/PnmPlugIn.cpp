@@ -82,6 +82,24 @@ bool SameName(const char* a, const char* b) {
     return a != nullptr && ::strcasecmp(a, b) == 0;
 }
 
+// Lines are read as colour lines whatever the file holds: grey samples come out as R = G = B,
+// so that every depth the service converts (24 and 48 bits) covers grey files too.
+int32_t DeliveredDepth(const CPnmHeader& header) {
+    return 3 * header.BytesPerSample() * 8;
+}
+
+// Spreads width grey samples at the start of line into R, G, B triples. Walks from the last
+// pixel back, so each sample is read before its triple overwrites it.
+void ExpandGreyToRgb(unsigned char* line, int64_t width, int32_t bytesPerSample) {
+    for (int64_t x = width - 1; x >= 0; --x) {
+        unsigned char sample[2];
+        std::memcpy(sample, line + x * bytesPerSample, size_t(bytesPerSample));
+        unsigned char* rgb = line + x * 3 * bytesPerSample;
+        for (int c = 0; c < 3; ++c)
+            std::memcpy(rgb + c * bytesPerSample, sample, size_t(bytesPerSample));
+    }
+}
+
 }  // namespace
 
 CPnmPlugIn::CPnmPlugIn() : m_extensions(kDefaultExtensions) {}
@@ -194,13 +212,13 @@ int32_t CPnmPlugIn::GetFileStatus(CUImageFileStatus* status) {
     status->info = CUImageInfo();
     status->info.lWidth = header.lWidth;
     status->info.lHeight = header.lHeight;
-    status->info.lColorDepth = header.ColorDepth();
+    status->info.lColorDepth = DeliveredDepth(header);
     status->info.lRowBytes = status->info.RowBytes();
     status->info2 = CUImageInfo();
     status->info2.lColorDepth = 0;
     status->info3 = CUImageInfo();
     status->strFormat = header.lChannels == 1 ? "PGM" : "PPM";
-    status->lValue1 = header.ColorDepth();
+    status->lValue1 = DeliveredDepth(header);
     return 1;
 }
 
@@ -351,6 +369,7 @@ int32_t CPnmPlugIn::ReadLine(void* line, void*) {
         return kVxErrCodecData;  // the file ends before this line does
     if (m_header.BytesPerSample() == 2) SwapToHostOrder(bytes, rowBytes / 2);
     if (m_header.NeedsScaling()) StretchSamples(bytes);
+    if (m_header.lChannels == 1) ExpandGreyToRgb(bytes, m_header.lWidth, m_header.BytesPerSample());
     ++m_line;
     return 1;
 }

@@ -1,6 +1,7 @@
-// Binary PGM (P5) and PPM (P6) files, 8 or 16 bits per sample. Lines are logical: grey 8 or
-// 16 bits per pixel, RGB 24 or 48, 16-bit samples in host order (the file keeps them most
-// significant byte first). There is no second plane.
+// Binary PGM (P5) and PPM (P6) files, 8 or 16 bits per sample. Lines read are logical RGB of
+// 24 or 48 bits, grey files included (R = G = B); 16-bit samples in host order (the file keeps
+// them most significant byte first). Lines written are grey (8, 16 bits) or RGB (24, 48) as the
+// request's depth says. There is no second plane.
 #ifndef VANDREL_PLUGINS_PNM_PNMPLUGIN_H
 #define VANDREL_PLUGINS_PNM_PNMPLUGIN_H
 

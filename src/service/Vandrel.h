@@ -86,6 +86,25 @@ public:
     int32_t GetParameter(CParam** out, int32_t handle, const CURequest& request);
     int32_t SetParameter(const CParam& param, int32_t handle);
 
+    // Line reading and writing. AnalyzeRequest answers the lConvert bits that turn lines laid
+    // out as file into lines laid out as request.info, or kVxErrInvalidArgument; only the
+    // first character of mode counts ('r' reading, anything else writing).
+    static int32_t AnalyzeRequest(const char* mode, const CUImageInfo& file,
+                                  const CURequest& request);
+    // Rewrites the file's line layouts into those the conversion bits produce.
+    static void ConvertImageInfo(int32_t bits, CUImageInfo* info, CUImageInfo* info2);
+    // Allocate bufRead/bufRead2 (logical) or bufConv/bufConv2 (converted) for the layouts;
+    // info2 null or of depth 0 means no second plane. 1, or 0 with nothing left allocated.
+    static int32_t CreateLogicalBuffer(CParam* p, const CUImageInfo* info,
+                                       const CUImageInfo* info2);
+    static int32_t CreateConvertBuffer(CParam* p, const CUImageInfo* info,
+                                       const CUImageInfo* info2);
+    // Reading: converts the line in bufRead into bufConv. Non-zero when bufConv holds it.
+    int32_t ConvertImage(CParam* p);
+    // Writing: takes the caller's line into bufRead and converts it towards the file's layout.
+    // 1 when the line to hand over is in bufConv, 0 when it is in bufRead.
+    int32_t ConvertImage(CParam* p, const void* line, const void* line2);
+
     // Inspection for tests.
     int32_t PlugInCount() const { return int32_t(vecPlugIn.size()); }
     IPlugIn* PlugInAt(int32_t index) const { return vecPlugIn.at(size_t(index)); }
@@ -93,6 +112,8 @@ public:
     const std::map<int32_t, CParam>& HandleTable() const { return mapParam; }
 
 private:
+    // End of a read or a write: the line buffers go, the plug-in closes.
+    int32_t EndLines(int32_t handle);
     void LoadOneBundle(const std::string& path, const std::string& plugInFolder);
 
     std::vector<BundleLoader::BundleRef> vecBundle;  // one per loaded plug-in, load order

@@ -67,6 +67,19 @@ std::vector<unsigned char> PatternLine(const Layout& layout, int32_t width, int3
     return line;
 }
 
+// A line as the reader delivers it: grey samples repeated as R, G, B.
+std::vector<unsigned char> AsReadBack(const Layout& layout, int32_t width,
+                                      const std::vector<unsigned char>& written) {
+    if (layout.channels() == 3) return written;
+    const size_t bps = size_t(layout.bytesPerSample());
+    std::vector<unsigned char> rgb(size_t(VxPaddedRowBytes(width, layout.depth * 3)), 0);
+    for (size_t x = 0; x < size_t(width); ++x) {
+        for (size_t c = 0; c < 3; ++c)
+            std::memcpy(&rgb[(3 * x + c) * bps], &written[x * bps], bps);
+    }
+    return rgb;
+}
+
 CURequest WriteRequest(const Layout& layout, int32_t width, int32_t height) {
     CURequest r;
     r.info.lWidth = width;
@@ -110,15 +123,18 @@ TEST_F(PnmTest, ReadsBackWhatItWritesByteForByte) {
             ASSERT_EQ(reader->GetFileStatus(&status), 1);
             EXPECT_EQ(status.info.lWidth, width);
             EXPECT_EQ(status.info.lHeight, height);
-            EXPECT_EQ(status.info.lColorDepth, layout.depth);
-            EXPECT_EQ(status.info.RowBytes(), VxPaddedRowBytes(width, layout.depth));
+            const int32_t delivered = layout.bytesPerSample() * 24;  // grey comes as RGB
+            EXPECT_EQ(status.info.lColorDepth, delivered);
+            EXPECT_EQ(status.info.RowBytes(), VxPaddedRowBytes(width, delivered));
+            EXPECT_STREQ(status.strFormat, layout.channels() == 1 ? "PGM" : "PPM");
             EXPECT_TRUE(status.info.IsColorSpace("RGB"));
             EXPECT_EQ(status.info2.lColorDepth, 0);
             ASSERT_EQ(reader->Open("r"), 1);
             std::vector<unsigned char> line(size_t(status.info.RowBytes()), 0);
             for (int32_t y = 0; y < height; ++y) {
                 ASSERT_EQ(reader->ReadLine(line.data(), nullptr), 1);
-                ASSERT_EQ(line, PatternLine(layout, width, y)) << "line " << y;
+                ASSERT_EQ(line, AsReadBack(layout, width, PatternLine(layout, width, y)))
+                    << "line " << y;
             }
             EXPECT_EQ(reader->ReadLine(line.data(), nullptr), kVxErrCodecState);
             EXPECT_EQ(reader->Close(), 1);
@@ -255,21 +271,23 @@ TEST_F(PnmTest, DamagedHeadersGiveCodesNotCrashes) {
 }
 
 TEST_F(PnmTest, SamplesOfSmallerRangesAreStretchedToFullRange) {
+    // Grey samples, stretched and then delivered as R = G = B.
     struct Case {
         std::string file;
         std::vector<unsigned char> expected;  // 8-bit samples, or 16-bit in host order
     } cases[] = {
-        {"P5 4 1 15\n" + std::string("\x00\x0f\x07\x14", 4), {0, 255, 119, 255}},
-        {"P5 2 1 1023\n" + std::string("\x03\xff\x00\x01", 4), {0, 0, 0, 0}},
+        {"P5 4 1 15\n" + std::string("\x00\x0f\x07\x14", 4),
+         {0, 0, 0, 255, 255, 255, 119, 119, 119, 255, 255, 255}},
+        {"P5 2 1 1023\n" + std::string("\x03\xff\x00\x01", 4), std::vector<unsigned char>(12)},
     };
-    const uint16_t wide[] = {65535, 64};  // 1023 -> 65535, 1 -> 64.06
-    std::memcpy(cases[1].expected.data(), wide, 4);
+    const uint16_t wide[] = {65535, 65535, 65535, 64, 64, 64};  // 1023 -> 65535, 1 -> 64.06
+    std::memcpy(cases[1].expected.data(), wide, 12);
     for (const Case& c : cases) {
         const std::string file = dir.file("range.pgm");
         vxtest::WriteFile(file, c.file);
         auto reader = Open(file);
         ASSERT_EQ(reader->Open("r"), 1);
-        std::vector<unsigned char> line(8, 0xEE);
+        std::vector<unsigned char> line(16, 0xEE);
         ASSERT_EQ(reader->ReadLine(line.data(), nullptr), 1);
         line.resize(c.expected.size());
         EXPECT_EQ(line, c.expected);
