@@ -177,6 +177,7 @@ TEST_F(ToolCommandTest, BadArgumentsAndBadPlugInFoldersFailInOneLine) {
         {{"convert", s_chart, "x.png", "--method", "fancy"}, 2, "--method"},
         {{"convert", s_chart, "x.png", "--depth", "32"}, 2, "--depth"},
         {{"convert", s_chart, "x.png", "--background", "red"}, 2, "--background"},
+        {{"convert", s_chart, "x.png", "--method", "squeeze", "--rotate", "10"}, 2, "squeeze"},
         {{"--plugins", missingFolder, "formats"}, 1, "no plug-ins found in this folder"},
         {{"info", s_chart, "--plugins", missingFolder}, 1, "(0xE07D000B)"},
     };

@@ -102,12 +102,15 @@ TEST_F(ProgressBarTest, CountsStepsOverRequestsAndDrawsOnlyWhenAsked) {
         EXPECT_EQ(bar.done(), 192u);
         EXPECT_EQ(bar.total(), 384u);
         EXPECT_EQ(bar.stages(), 2);
+        bar.Complete();  // a pipeline may announce more than it reports
+        EXPECT_EQ(bar.done(), bar.total());
     }
     std::fclose(out);
     const std::string drawn = vxtest::ReadFile(dir.file("bar"));
     EXPECT_NE(drawn.find("decode "), std::string::npos);
     EXPECT_NE(drawn.find("encode "), std::string::npos);
     EXPECT_NE(drawn.find(" 50%"), std::string::npos);
+    EXPECT_NE(drawn.find("100%"), std::string::npos);
     EXPECT_EQ(drawn.back(), '\n');  // the bar's line is ended when it goes
 
     CProgressBar silent(nullptr, true);  // nowhere to draw: counting only

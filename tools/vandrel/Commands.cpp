@@ -161,6 +161,7 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
     const int32_t result = job.Run(options);
+    if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
     if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");

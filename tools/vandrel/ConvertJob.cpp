@@ -214,7 +214,8 @@ int32_t CConvertJob::Encode(const Plan& plan, const std::string& path, IUtilCont
     return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
-int32_t CConvertJob::EncodeGrey(const Plan& plan, const std::string& path, IUtilContainerIF* image) {
+int32_t CConvertJob::EncodeGrey(const Plan& plan, const std::string& path,
+                                IUtilContainerIF* image) {
     int32_t code = 1;
     ContainerPtr grey(GreyCopy(image, &code));
     if (!grey) {
@@ -225,7 +226,8 @@ int32_t CConvertJob::EncodeGrey(const Plan& plan, const std::string& path, IUtil
     return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
-int32_t CConvertJob::EncodeAlpha(const Plan& plan, const std::string& path, IUtilContainerIF* alpha) {
+int32_t CConvertJob::EncodeAlpha(const Plan& plan, const std::string& path,
+                                 IUtilContainerIF* alpha) {
     if (alpha == nullptr || alpha->hasImage() != 1)
         return Fail(plan.options.input, kVxErrInvalidArgument, "the file has no alpha plane");
     const int32_t result = WriteGreyFile(m_service, path, plan.alphaFormat, alpha);

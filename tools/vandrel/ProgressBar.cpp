@@ -74,6 +74,11 @@ void CProgressBar::Draw() {
     m_drawn = true;
 }
 
+void CProgressBar::Complete() {
+    if (m_done < m_total) m_done = m_total;
+    Draw();
+}
+
 void CProgressBar::Close() {
     if (!m_drawn) return;
     std::fputc('\n', m_out);

@@ -23,6 +23,8 @@ public:
     /* 3 */ int32_t Progress(uint32_t steps) override;
     /* 4 */ int32_t EndProcess() override;
 
+    // Shows the bar full: some pipelines announce more steps than they report.
+    void Complete();
     // Ends the bar's line, if one was drawn.
     void Close();
 

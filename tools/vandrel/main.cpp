@@ -46,6 +46,8 @@ std::string ReadConvertTexts(const ConvertTexts& texts, CConvertOptions* options
         else
             return "--colorspace: expected rgb or ycc, got '" + texts.colorSpace + "'";
     }
+    if (options->method == "Squeeze" && options->angle != 0.0)
+        return "--method squeeze picks pixels while decoding and cannot be combined with --rotate";
     return "";
 }
 
