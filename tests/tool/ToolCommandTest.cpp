@@ -23,7 +23,15 @@ protected:
         ToolRun a = RunTool({"chart", s_chart, "--size", "64x48"});
         ToolRun b = RunTool({"chart", s_alphaChart, "--size", "40x30", "--alpha", "--depth", "48"});
         vxtest::WriteFile(s_exif, vxtest::ExifTiff::Build());
-        s_ready = a.exit == 0 && b.exit == 0;
+        // A camera-style JPEG: the same tags in an Exif segment right after the start marker.
+        s_exifJpeg = s_dir->file("exif.jpg");
+        ToolRun c = RunTool({"chart", s_exifJpeg, "--size", "32x24"});
+        const std::string jpeg = vxtest::ReadFile(s_exifJpeg);
+        const std::string exif = std::string("Exif\0\0", 6) + vxtest::ExifTiff::Build();
+        const size_t length = exif.size() + 2;
+        vxtest::WriteFile(s_exifJpeg, jpeg.substr(0, 2) + "\xFF\xE1" + char(length >> 8) +
+                                          char(length & 0xFF) + exif + jpeg.substr(2));
+        s_ready = a.exit == 0 && b.exit == 0 && c.exit == 0;
     }
     static void TearDownTestSuite() {
         delete s_dir;
@@ -32,12 +40,13 @@ protected:
     void SetUp() override { ASSERT_TRUE(s_ready) << "the tool could not draw its test charts"; }
 
     static vxtest::ScratchDir* s_dir;
-    static std::string s_chart, s_alphaChart, s_exif;
+    static std::string s_chart, s_alphaChart, s_exif, s_exifJpeg;
     static bool s_ready;
 };
 
 vxtest::ScratchDir* ToolCommandTest::s_dir = nullptr;
-std::string ToolCommandTest::s_chart, ToolCommandTest::s_alphaChart, ToolCommandTest::s_exif;
+std::string ToolCommandTest::s_chart, ToolCommandTest::s_alphaChart, ToolCommandTest::s_exif,
+    ToolCommandTest::s_exifJpeg;
 bool ToolCommandTest::s_ready = false;
 
 TEST_F(ToolCommandTest, FormatsListsEveryPlugInInTextAndJson) {
@@ -92,11 +101,6 @@ TEST_F(ToolCommandTest, InfoDescribesEachFileWithStableJsonKeys) {
 }
 
 TEST_F(ToolCommandTest, InfoReadsExifOrientationAndShootingTime) {
-    const ToolRun run = RunTool({"info", s_exif, "--json"});
-    ASSERT_EQ(run.exit, 0) << run.err;
-    const json f = json::parse(run.out).at(0);
-    EXPECT_EQ(f["width"], 8);
-    EXPECT_EQ(f["fileInfo"]["orientation"], 6);
     std::tm shot{};
     shot.tm_year = 2023 - 1900;
     shot.tm_mon = 0;
@@ -105,8 +109,20 @@ TEST_F(ToolCommandTest, InfoReadsExifOrientationAndShootingTime) {
     shot.tm_min = 4;
     shot.tm_sec = 5;
     shot.tm_isdst = -1;
-    EXPECT_EQ(f["fileInfo"]["shootingTime"], int64_t(std::mktime(&shot)));
-    EXPECT_EQ(f["camera"]["maker"], "Vandrel");
+    const struct {
+        std::string file;
+        int width;
+    } files[] = {{s_exif, 8}, {s_exifJpeg, 32}};
+    for (const auto& f : files) {
+        const ToolRun run = RunTool({"info", f.file, "--json"});
+        ASSERT_EQ(run.exit, 0) << run.err;
+        const json j = json::parse(run.out).at(0);
+        EXPECT_EQ(j["width"], f.width) << f.file;
+        EXPECT_EQ(j["fileInfo"]["orientation"], 6) << f.file;
+        EXPECT_EQ(j["fileInfo"]["shootingTime"], int64_t(std::mktime(&shot))) << f.file;
+        EXPECT_EQ(j["camera"]["maker"], "Vandrel") << f.file;
+        EXPECT_EQ(j["camera"]["colorResult"], 1) << f.file;  // ColorSpace 1 declares sRGB
+    }
 }
 
 TEST_F(ToolCommandTest, InfoGoesOnPastAFileItCannotDescribe) {
@@ -120,20 +136,23 @@ TEST_F(ToolCommandTest, InfoGoesOnPastAFileItCannotDescribe) {
 }
 
 TEST_F(ToolCommandTest, TagsGivesFoundTagsOnlyWithTheSearchResult) {
-    const ToolRun run =
-        RunTool({"tags", s_exif, "0x9003", "274", "0x829a", "0xA001", "0x1234", "--json"});
-    ASSERT_EQ(run.exit, 0) << run.err;
-    const json j = json::parse(run.out);
-    EXPECT_EQ(j["result"], 1);
-    EXPECT_EQ(j["0x9003"]["type"], 3);
-    EXPECT_EQ(j["0x9003"]["text"], "2023:01:02 03:04:05");
-    EXPECT_FALSE(j["0x9003"].contains("values"));
-    EXPECT_EQ(j["0x0112"]["type"], 4);
-    EXPECT_EQ(j["0x0112"]["values"], json::array({6}));
-    EXPECT_EQ(j["0x829A"]["type"], 8);
-    EXPECT_EQ(j["0x829A"]["values"], json::parse("[[1, 250]]"));
-    EXPECT_EQ(j["0xA001"]["values"], json::array({1}));
-    EXPECT_FALSE(j.contains("0x1234"));
+    for (const std::string& file : {s_exif, s_exifJpeg}) {
+        SCOPED_TRACE(file);
+        const ToolRun run =
+            RunTool({"tags", file, "0x9003", "274", "0x829a", "0xA001", "0x1234", "--json"});
+        ASSERT_EQ(run.exit, 0) << run.err;
+        const json j = json::parse(run.out);
+        EXPECT_EQ(j["result"], 1);
+        EXPECT_EQ(j["0x9003"]["type"], 3);
+        EXPECT_EQ(j["0x9003"]["text"], "2023:01:02 03:04:05");
+        EXPECT_FALSE(j["0x9003"].contains("values"));
+        EXPECT_EQ(j["0x0112"]["type"], 4);
+        EXPECT_EQ(j["0x0112"]["values"], json::array({6}));
+        EXPECT_EQ(j["0x829A"]["type"], 8);
+        EXPECT_EQ(j["0x829A"]["values"], json::parse("[[1, 250]]"));
+        EXPECT_EQ(j["0xA001"]["values"], json::array({1}));
+        EXPECT_FALSE(j.contains("0x1234"));
+    }
 
     const ToolRun text = RunTool({"tags", s_exif});
     ASSERT_EQ(text.exit, 0) << text.err;
