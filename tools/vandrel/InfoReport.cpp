@@ -31,6 +31,28 @@ const char* OrientationWords(uint16_t orientation) {
     return orientation < 9 ? kWords[orientation] : "unknown";
 }
 
+// What the colour classification of the camera information says, in words.
+const char* ColorResultWords(int32_t result) {
+    switch (result) {
+        case 0:
+            return "unknown";
+        case 1:
+            return "sRGB";
+        case 3:
+            return "Adobe RGB-like";
+        case 4:
+            return "wide gamut or own profile";
+        default:
+            return "other";
+    }
+}
+
+const char* ColorSourceWords(int32_t source) {
+    static const char* const kWords[] = {"metadata", "camera mode", "camera data",
+                                         "JPEG ICC profile", "TIFF ICC profile"};
+    return source >= 0 && source < 5 ? kWords[source] : "other";
+}
+
 }  // namespace
 
 int32_t GatherFacts(IVandrelIF* service, const std::string& path, CFileFacts* facts) {
@@ -103,7 +125,8 @@ void PrintFacts(const CFileFacts& facts, std::ostream& out) {
         << ")\n";
     if (!c.strMaker.empty() || !c.strModel.empty())
         out << "  camera         " << c.strMaker.c_str() << " " << c.strModel.c_str() << "\n";
-    out << "  colour         result " << c.lColorResult << ", source " << c.lColorSource << "\n";
+    out << "  colour         " << c.lColorResult << " (" << ColorResultWords(c.lColorResult)
+        << "), from " << c.lColorSource << " (" << ColorSourceWords(c.lColorSource) << ")\n";
     out << "  ICC profile    ";
     if (facts.iccProfileBytes > 0)
         out << facts.iccProfileBytes << " bytes\n";
