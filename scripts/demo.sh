@@ -25,11 +25,13 @@ run formats
 echo
 run info "$chart"
 echo
+run convert "$chart" "$out/chart.png"
 for method in nearest bilinear bicubic quorix squeeze; do
-  run convert "$chart" "$out/chart-$method.png" --size 320x240 --method "$method"
+  run convert "$out/chart.png" "$out/chart-$method.png" --size 320x240 --method "$method"
 done
-run convert "$chart" "$out/chart-rotated.jpg" --rotate 30 --background 203040 --method bilinear --quality 90
-run convert "$chart" "$out/chart-portrait.tif" --rotate 90 --width 240 --method bicubic --depth 48
+run convert "$out/chart.png" "$out/chart-rotated.jpg" --rotate 30 --background 203040 --method bilinear --quality 90
+run convert "$out/chart.png" "$out/chart-portrait.tif" --rotate 90 --width 240 --method bicubic --depth 48
+run tags "$out/chart-portrait.tif" 0x0100 0x0101 0x0102 --json
 echo
 for file in "$out"/*; do
   run info "$file"

@@ -22,7 +22,7 @@ const NamedCode kNamedCodes[] = {
     {kVxErrNoPlugIn, "no plug-in takes the file or format"},
     {kVxErrCreateInstance, "the plug-in could not start"},
     {kVxErrLineBuffer, "out of memory for line buffers"},
-    {kVxErrOpenForWrite, "the file could not be written in this format"},
+    {kVxErrOpenForWrite, "the writer could not start the file (folder, permissions or layout)"},
     {kVxErrFileAttributes, "file attributes unreadable"},
     {kVxErrCannotSeek, "the file cannot seek there"},
     {kVxErrCodecOpen, "the file could not be opened"},
