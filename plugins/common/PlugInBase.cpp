@@ -13,15 +13,30 @@ void CPlugInBase::Initialize(const char* plugInFolder) {
     m_folder = plugInFolder;
 }
 
+void CPlugInBase::InheritSettings(const CPlugInBase& prototype) {
+    m_folder = prototype.m_folder;
+    m_extensions = prototype.m_extensions;
+}
+
+int32_t CPlugInBase::SignatureVerdict(const char* fileName) const {
+    unsigned char head[kMaxSignatureSize];
+    const size_t wanted = m_identity.signatureSize;
+    const long got = ReadFileHead(fileName, head, wanted);
+    if (got != long(wanted)) return -1;
+    return HasSignature(head) ? 1 : 0;
+}
+
+bool CPlugInBase::NameMatchesExtensions(const char* fileName) const {
+    return MatchesExtensionList(fileName, m_extensions);
+}
+
 // The signature decides whenever the file can be read that far; the name decides only for
 // files too short or unreadable to tell, so a PNG saved as ".jpg" still finds the PNG codec.
 int32_t CPlugInBase::IsSupportedFile(const char* fileName) {
     if (fileName == nullptr) return 0;
-    unsigned char head[kMaxSignatureSize];
-    const size_t wanted = m_identity.signatureSize;
-    long got = ReadFileHead(fileName, head, wanted);
-    if (got == long(wanted)) return HasSignature(head) ? 1 : 0;
-    return MatchesExtensionList(fileName, m_extensions) ? 1 : 0;
+    const int32_t verdict = SignatureVerdict(fileName);
+    if (verdict >= 0) return verdict;
+    return NameMatchesExtensions(fileName) ? 1 : 0;
 }
 
 int32_t CPlugInBase::IsSupportedFormat(const char* formatName) {

@@ -50,6 +50,13 @@ public:
 protected:
     ~CPlugInBase() override = default;
 
+    // An instance takes the prototype's folder and its extension list, added entries included.
+    void InheritSettings(const CPlugInBase& prototype);
+    // 1 when the file starts with this codec's signature, 0 when it starts otherwise, -1 when
+    // it cannot be read that far.
+    int32_t SignatureVerdict(const char* fileName) const;
+    bool NameMatchesExtensions(const char* fileName) const;
+
     // True when the leading identity.signatureSize bytes of a file are this codec's.
     virtual bool HasSignature(const unsigned char* head) const = 0;
     // Only the PNG codec can inflate a compressed profile.

@@ -13,9 +13,9 @@
 
 namespace {
 
-const char* const kDefaultExtensions = ".pnm;.ppm;.pgm;PNM;";
-const char* const kReadingType = "PNM";
-const char* const kWritingType = "PNM";
+// "P5" or "P6" and the white space that ends the magic number.
+constexpr size_t kSignatureSize = 3;
+const vxcodec::CodecIdentity kIdentity = {"PNM", "PNM", ".pnm;.ppm;.pgm;PNM;", kSignatureSize};
 const char* const kVersion = "PNM 1.0 (binary P5/P6, 8 and 16 bits per sample)";
 
 bool HostIsBigEndian() {
@@ -102,86 +102,49 @@ void ExpandGreyToRgb(unsigned char* line, int64_t width, int32_t bytesPerSample)
 
 }  // namespace
 
-CPnmPlugIn::CPnmPlugIn() : m_extensions(kDefaultExtensions) {}
-
-CPnmPlugIn::CPnmPlugIn(const CPnmExtensionList& extensions) : m_extensions(extensions) {}
+CPnmPlugIn::CPnmPlugIn() : CPlugInBase(kIdentity) {}
 
 CPnmPlugIn::~CPnmPlugIn() {
     if (m_fd >= 0) ::close(m_fd);
 }
 
-void CPnmPlugIn::Delete() {
-    delete this;
-}
-
 IPlugIn* CPnmPlugIn::CreateInstance() {
-    try {
-        CPnmPlugIn* instance = new CPnmPlugIn(m_extensions);
-        instance->m_folder = m_folder;
-        return instance;
-    } catch (...) {
-        return nullptr;
-    }
+    CPnmPlugIn* instance = new (std::nothrow) CPnmPlugIn();
+    if (instance != nullptr) instance->InheritSettings(*this);
+    return instance;
 }
 
-void CPnmPlugIn::Initialize(const char* plugInFolder) {
-    try {
-        m_folder = plugInFolder != nullptr ? plugInFolder : "";
-    } catch (...) {
-    }
-}
-
+// A name from the list is enough: the signature is asked only for files named otherwise.
 int32_t CPnmPlugIn::IsSupportedFile(const char* fileName) {
     if (fileName == nullptr) return 0;
-    return m_extensions.Matches(fileName) || HasPnmSignature(fileName) ? 1 : 0;
+    return NameMatchesExtensions(fileName) || SignatureVerdict(fileName) == 1 ? 1 : 0;
 }
 
-bool CPnmPlugIn::HasPnmSignature(const char* fileName) const {
-    int fd = OpenFile(fileName, O_RDONLY);
-    if (fd < 0) return false;
-    unsigned char magic[3];
-    bool ok = ReadAt(fd, magic, sizeof magic, 0);
-    ::close(fd);
-    return ok && magic[0] == 'P' && (magic[1] == '5' || magic[1] == '6') &&
-           std::strchr(" \t\n\v\f\r#", magic[2]) != nullptr && magic[2] != 0;
+bool CPnmPlugIn::HasSignature(const unsigned char* head) const {
+    return head[0] == 'P' && (head[1] == '5' || head[1] == '6') &&
+           std::strchr(" \t\n\v\f\r#", head[2]) != nullptr && head[2] != 0;
 }
 
+// Only the three names of the family choose this codec for writing; extensions do not.
 int32_t CPnmPlugIn::IsSupportedFormat(const char* formatName) {
     return SameName(formatName, "PNM") || SameName(formatName, "PPM") || SameName(formatName, "PGM")
                ? 1
                : 0;
 }
 
-const char* CPnmPlugIn::GetReadingType() {
-    return kReadingType;
-}
-const char* CPnmPlugIn::GetWritingType() {
-    return kWritingType;
-}
-
-void CPnmPlugIn::SetFileName(const char* fileName) {
-    try {
-        m_fileName = fileName != nullptr ? fileName : "";
-    } catch (...) {
-        m_fileName.clear();
-    }
+// An empty entry is simply not added.
+int32_t CPnmPlugIn::AddExtensionName(const char* ext) {
+    if (ext == nullptr || *ext == 0) return 0;
+    return CPlugInBase::AddExtensionName(ext);
 }
 
-const char* CPnmPlugIn::GetFileName() {
-    return m_fileName.c_str();
-}
-int32_t CPnmPlugIn::IsReady() {
+// These files carry no metadata: no camera data and no tag database.
+int32_t CPnmPlugIn::GetCameraInfo(CUCameraInfo* info) {
+    if (info == nullptr) return kVxErrInvalidArgument;
+    *info = CUCameraInfo();
     return 1;
 }
-int32_t CPnmPlugIn::GetProperty(int32_t, void*) {
-    return 0;
-}
-int32_t CPnmPlugIn::SetProperty(int32_t, const void*) {
-    return 0;
-}
-int32_t CPnmPlugIn::Reserved18() {
-    return 0;
-}
+
 IUTagDB* CPnmPlugIn::CreateTagDB() {
     return nullptr;
 }
@@ -191,7 +154,7 @@ int32_t CPnmPlugIn::ReadHeaderOfFile(CPnmHeader* header) const {
         *header = m_header;
         return 1;
     }
-    int fd = OpenFile(m_fileName.c_str(), O_RDONLY);
+    int fd = OpenFile(FileName(), O_RDONLY);
     if (fd < 0) return kVxErrCodecOpen;
     int32_t result;
     try {
@@ -222,28 +185,6 @@ int32_t CPnmPlugIn::GetFileStatus(CUImageFileStatus* status) {
     return 1;
 }
 
-int32_t CPnmPlugIn::GetCameraInfo(CUCameraInfo* info) {
-    if (info == nullptr) return kVxErrInvalidArgument;
-    *info = CUCameraInfo();  // no camera data, no tags
-    return 1;
-}
-
-int32_t CPnmPlugIn::SetRequest(const CURequest& request, const CUImageFileStatus&) {
-    m_request = request;
-    return 1;
-}
-
-int32_t CPnmPlugIn::AddExtensionName(const char* ext) {
-    try {
-        return m_extensions.Add(ext) ? 1 : 0;
-    } catch (...) {
-        return kVxErrCodecMemory;
-    }
-}
-
-const char* CPnmPlugIn::GetExtensionName() {
-    return m_extensions.Text();
-}
 const char* CPnmPlugIn::GetDecoderVersion() {
     return kVersion;
 }
@@ -262,7 +203,7 @@ int32_t CPnmPlugIn::Open(const char* mode) {
 }
 
 int32_t CPnmPlugIn::OpenForReading() {
-    int fd = OpenFile(m_fileName.c_str(), O_RDONLY);
+    int fd = OpenFile(FileName(), O_RDONLY);
     if (fd < 0) return kVxErrCodecOpen;
     CPnmHeader header;
     int32_t result = CPnmHeader::Read(fd, &header);
@@ -287,7 +228,7 @@ int32_t CPnmPlugIn::OpenForReading() {
 
 // The file takes the layout the request asks for; a format name narrows the choice.
 int32_t CPnmPlugIn::WriterLayout(CPnmHeader* header) const {
-    const CUImageInfo& info = m_request.info;
+    const CUImageInfo& info = Request().info;
     if (info.bNative != 0 || !info.IsColorSpace("RGB")) return kVxErrCodecUnsupported;
     if (info.lWidth < 1 || info.lHeight < 1) return kVxErrCodecUnsupported;
     if (info.lWidth > CPnmHeader::kMaxSide || info.lHeight > CPnmHeader::kMaxSide)
@@ -312,7 +253,7 @@ int32_t CPnmPlugIn::WriterLayout(CPnmHeader* header) const {
         default:
             return kVxErrCodecUnsupported;
     }
-    const char* format = m_request.strFormatName;
+    const char* format = Request().strFormatName;
     if (SameName(format, "PPM") && header->lChannels != 3) return kVxErrCodecUnsupported;
     if (SameName(format, "PGM") && header->lChannels != 1) return kVxErrCodecUnsupported;
     header->lWidth = info.lWidth;
@@ -325,7 +266,7 @@ int32_t CPnmPlugIn::OpenForWriting() {
     int32_t result = WriterLayout(&header);
     if (result != 1) return result;
     if (header.BytesPerSample() == 2) m_row.resize(size_t(header.RowBytes()));
-    int fd = OpenFile(m_fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
+    int fd = OpenFile(FileName(), O_WRONLY | O_CREAT | O_TRUNC);
     if (fd < 0) return kVxErrCodecOpen;
     std::string text = header.Text();
     if (!WriteAt(fd, text.data(), text.size(), 0)) {

@@ -6,39 +6,25 @@
 #define VANDREL_PLUGINS_PNM_PNMPLUGIN_H
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
-#include "PnmExtensionList.h"
+#include "../common/PlugInBase.h"
 #include "PnmHeader.h"
-#include "vandrel/PlugIn.h"
 
-class CPnmPlugIn : public IPlugIn {
+class CPnmPlugIn : public vxcodec::CPlugInBase {
 public:
     // Origins of SeekLine, as the file layer counts them.
     enum SeekOrigin { kFromStart = 1, kFromEnd = 2, kFromCurrent = 3 };
 
     CPnmPlugIn();
 
-    /* 0 */ void Delete() override;
     /* 1 */ IPlugIn* CreateInstance() override;
-    /* 2 */ void Initialize(const char* plugInFolder) override;
     /* 3 */ int32_t IsSupportedFile(const char* fileName) override;
     /* 4 */ int32_t IsSupportedFormat(const char* formatName) override;
-    /* 5 */ const char* GetReadingType() override;
-    /* 6 */ const char* GetWritingType() override;
-    /* 7 */ void SetFileName(const char* fileName) override;
-    /* 8 */ const char* GetFileName() override;
-    /* 9 */ int32_t IsReady() override;
-    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
-    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 13 */ int32_t GetCameraInfo(CUCameraInfo* info) override;
-    /* 14 */ int32_t SetRequest(const CURequest& request, const CUImageFileStatus& status) override;
     /* 15 */ int32_t AddExtensionName(const char* ext) override;
-    /* 16 */ const char* GetExtensionName() override;
     /* 17 */ const char* GetDecoderVersion() override;
-    /* 18 */ int32_t Reserved18() override;
     /* 19 */ int32_t Open(const char* mode) override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
     /* 21 */ int32_t WriteLine(const void* line, const void* line2) override;
@@ -49,10 +35,9 @@ public:
 private:
     enum Mode { kClosed, kReading, kWriting };
 
-    explicit CPnmPlugIn(const CPnmExtensionList& extensions);
     ~CPnmPlugIn() override;
 
-    bool HasPnmSignature(const char* fileName) const;
+    bool HasSignature(const unsigned char* head) const override;
     int32_t ReadHeaderOfFile(CPnmHeader* header) const;
     int32_t OpenForReading();
     int32_t OpenForWriting();
@@ -60,10 +45,6 @@ private:
     void StretchSamples(unsigned char* line) const;
     int32_t FinishWriting();
 
-    CPnmExtensionList m_extensions;
-    std::string m_folder;
-    std::string m_fileName;
-    CURequest m_request;
     Mode m_mode = kClosed;
     int m_fd = -1;
     CPnmHeader m_header;

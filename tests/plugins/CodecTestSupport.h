@@ -13,6 +13,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@
 #include "vandrel/PlugIn.h"
 #include "vandrel/Records.h"
 #include "vandrel/Status.h"
+#include "vandrel/VandrelIF.h"
 
 namespace vxtest {
 
@@ -212,6 +214,94 @@ inline Decoded DecodeFile(IPlugIn* prototype, const std::string& file,
     return out;
 }
 
+// --- The same files through the image-file service. ---
+
+struct ServiceDeleter {
+    void operator()(IVandrelIF* service) const {
+        if (service != nullptr) service->Delete();
+    }
+};
+using ServicePtr = std::unique_ptr<IVandrelIF, ServiceDeleter>;
+
+// A service that loads every plug-in of this build's plug-in folder.
+inline ServicePtr CodecService() {
+    return ServicePtr(CreateVandrel(VANDREL_PLUGIN_DIR));
+}
+
+// Bytes of the pixels of one line of a layout, without the padding.
+inline size_t PackedBytes(const CUImageInfo& layout) {
+    return size_t(layout.lWidth) * size_t(layout.lColorDepth) / 8;
+}
+
+// What a read through the service produced: the first failure, else the first warning, else 1;
+// the line layouts BeginReadLine announced, and the lines packed one after the other.
+struct ServiceDecoded {
+    int32_t code = 1;
+    CUImageFileStatus status;
+    CUImageInfo info;
+    CUImageInfo info2;
+    std::vector<unsigned char> color;
+    std::vector<unsigned char> alpha;
+    std::string fault;  // what the service did wrong beyond its status codes; empty when nothing
+    bool Failed() const { return VxIsFailure(code); }
+};
+
+enum class LineOwner { kCaller, kService };
+
+// Handle, status, BeginReadLine, every line, EndReadLine, DeleteImageHandle. kCaller lines are read
+// into the caller's buffers (with a guard byte behind each that must survive); kService lines are
+// borrowed from the handle.
+inline ServiceDecoded ReadThroughService(IVandrelIF* service, const std::string& file,
+                                         const CURequest& request,
+                                         LineOwner owner = LineOwner::kCaller) {
+    ServiceDecoded out;
+    const int32_t handle = service->GetImageHandle(file.c_str());
+    if (handle < 0) {
+        out.code = handle;
+        return out;
+    }
+    Remember(out.code, service->GetFileStatus(handle, &out.status));
+    if (!out.Failed()) {
+        const int32_t begun = service->BeginReadLine(handle, request, &out.info, &out.info2);
+        Remember(out.code, begun);
+        if (!out.Failed()) {
+            const bool second = out.info2.lColorDepth != 0;
+            const size_t bytes = PackedBytes(out.info),
+                         bytes2 = second ? PackedBytes(out.info2) : 0;
+            const unsigned char kGuard = 0xA5;
+            std::vector<unsigned char> line(size_t(out.info.RowBytes()) + 1, kGuard);
+            std::vector<unsigned char> line2(size_t(second ? out.info2.RowBytes() : 0) + 1, kGuard);
+            for (int32_t y = 0; y < out.status.info.lHeight && !out.Failed(); ++y) {
+                const unsigned char* got = line.data();
+                const unsigned char* got2 = line2.data();
+                if (owner == LineOwner::kCaller) {
+                    Remember(out.code, service->ReadLine(handle, static_cast<void*>(line.data()),
+                                                         second ? line2.data() : nullptr));
+                    if (line.back() != kGuard || line2.back() != kGuard)
+                        out.fault = "line " + std::to_string(y) + " ran past its row length";
+                } else {
+                    void* lent = nullptr;
+                    void* lent2 = nullptr;
+                    Remember(out.code, service->ReadLine(handle, &lent, &lent2));
+                    got = static_cast<const unsigned char*>(lent);
+                    got2 = static_cast<const unsigned char*>(lent2);
+                    if (!out.Failed() && (got == nullptr || (second && got2 == nullptr))) {
+                        out.fault = "line " + std::to_string(y) + " was not lent";
+                        break;
+                    }
+                }
+                if (out.Failed() || !out.fault.empty()) break;
+                out.color.insert(out.color.end(), got, got + bytes);
+                if (second) out.alpha.insert(out.alpha.end(), got2, got2 + bytes2);
+            }
+            const int32_t ended = service->EndReadLine(handle);
+            if (ended != 1) Remember(out.code, ended);
+        }
+    }
+    service->DeleteImageHandle(handle);
+    return out;
+}
+
 // Writes an image through a codec: the request's info names the file layout, lOption3 the
 // alpha plane. Returns the first failure, else 1.
 inline int32_t EncodeFile(IPlugIn* prototype, const std::string& file, const Image& img,
@@ -301,6 +391,27 @@ inline double Psnr(const std::vector<unsigned char>& a, const std::vector<unsign
     }
     if (sum == 0.0) return 99.0;
     return 10.0 * std::log10(255.0 * 255.0 * double(a.size()) / sum);
+}
+
+// The samples as the corpus manifest hashes them, from RGB lines and an alpha plane as the
+// codecs deliver them: one grey sample (R) or three colour samples per pixel, each followed by
+// its alpha sample when the image has one (channels 2 or 4).
+inline std::vector<unsigned char> ManifestSamples(const std::vector<unsigned char>& rgb,
+                                                  const std::vector<unsigned char>& alpha,
+                                                  int channels, int sampleBytes) {
+    const size_t bytes = size_t(sampleBytes);
+    const bool grey = channels <= 2;
+    const bool withAlpha = channels == 2 || channels == 4;
+    std::vector<unsigned char> out;
+    const size_t pixels = rgb.size() / (3 * bytes);
+    for (size_t i = 0; i < pixels; ++i) {
+        const unsigned char* px = rgb.data() + i * 3 * bytes;
+        out.insert(out.end(), px, px + (grey ? 1 : 3) * bytes);
+        if (withAlpha && (i + 1) * bytes <= alpha.size())
+            out.insert(out.end(), alpha.begin() + long(i * bytes),
+                       alpha.begin() + long((i + 1) * bytes));
+    }
+    return out;
 }
 
 // Rows of a tab-separated manifest, the first row naming the columns.
