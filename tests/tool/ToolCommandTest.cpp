@@ -56,6 +56,10 @@ TEST_F(ToolCommandTest, FormatsListsEveryPlugInInTextAndJson) {
         EXPECT_NE(text.out.find(name), std::string::npos) << name;
     EXPECT_NE(text.out.find(".tif .tiff"), std::string::npos);
 
+    const ToolRun version = RunTool({"--version"});
+    EXPECT_EQ(version.exit, 0);
+    EXPECT_EQ(version.out.rfind("vandrel 1.", 0), 0u) << version.out;
+
     const ToolRun run = RunTool({"formats", "--json"});
     ASSERT_EQ(run.exit, 0) << run.err;
     const json list = json::parse(run.out);

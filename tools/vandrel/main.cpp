@@ -56,6 +56,7 @@ std::string ReadConvertTexts(const ConvertTexts& texts, CConvertOptions* options
 int main(int argc, char** argv) {
     CLI::App app{
         "vandrel: reads, writes, converts, resizes and rotates images through codec plug-ins"};
+    app.set_version_flag("--version", "vandrel " VANDREL_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
     std::string plugIns = DefaultPlugInFolder();
