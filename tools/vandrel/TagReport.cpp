@@ -1,5 +1,6 @@
 #include "TagReport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -227,6 +228,15 @@ nlohmann::ordered_json HitsToJson(int32_t result, const std::vector<CTagHit>& hi
 void PrintHits(const std::string& path, int32_t result, const std::vector<CTagHit>& hits,
                std::ostream& out) {
     out << path << ": fast tag search result " << result << "\n";
+    const bool none = std::none_of(hits.begin(), hits.end(), [](const CTagHit& hit) {
+        return hit.value.type() != CUtilVariant::kEmpty;
+    });
+    if (none && result == 1) {
+        // 1 with nothing found: not a JPEG or TIFF by name, or a JPEG without Exif up front.
+        out << "  no tags: the search reads the Exif block of JPEG files and the directories of "
+               "TIFF files\n";
+        return;
+    }
     for (const CTagHit& hit : hits) {
         char name[24];
         std::snprintf(name, sizeof name, "%-18s", TagName(hit.tag));
