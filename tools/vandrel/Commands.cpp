@@ -171,6 +171,7 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
         ReportError(err, job.failedFile(), result, job.detail());
         return kExitFailure;
     }
+    if (VxIsWarning(result)) ReportError(err, job.warningFile(), result, "warning");
     return kExitOk;
 }
 

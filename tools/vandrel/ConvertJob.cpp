@@ -59,6 +59,14 @@ CConvertJob::~CConvertJob() {
     if (m_macro != nullptr) m_macro->Delete();
 }
 
+int32_t CConvertJob::Note(const std::string& file, int32_t code) {
+    if (VxIsWarning(code) && m_warning == 1) {
+        m_warning = code;
+        m_warningFile = file;
+    }
+    return code;
+}
+
 int32_t CConvertJob::Fail(const std::string& file, int32_t code, const std::string& detail) {
     m_failedFile = file;
     m_detail = detail;
@@ -129,6 +137,8 @@ int32_t CConvertJob::Prepare(const CConvertOptions& options, Plan* plan) {
 int32_t CConvertJob::Run(const CConvertOptions& options) {
     m_failedFile.clear();
     m_detail.clear();
+    m_warning = 1;
+    m_warningFile.clear();
     Plan plan;
     int32_t result = Prepare(options, &plan);
     if (result < 0) return result;
@@ -159,7 +169,7 @@ int32_t CConvertJob::Run(const CConvertOptions& options) {
     if (!partial.Commit()) return Fail(options.output, kVxErrCodecIO, "could not be put in place");
     if (alphaPartial && !alphaPartial->Commit())
         return Fail(options.alphaOutput, kVxErrCodecIO, "could not be put in place");
-    return 1;
+    return m_warning;
 }
 
 int32_t CConvertJob::ConvertFileToFile(const Plan& plan, const std::string& partial) {
@@ -172,7 +182,7 @@ int32_t CConvertJob::ConvertFileToFile(const Plan& plan, const std::string& part
         request.info.lColorDepth = 24;
         result = m_macro->SetImage(plan.options.input.c_str(), partial.c_str(), request);
     }
-    return VxIsFailure(result) ? Fail(files, result) : 1;
+    return VxIsFailure(result) ? Fail(files, result) : Note(plan.options.input, result);
 }
 
 int32_t CConvertJob::ConvertThroughContainers(const Plan& plan, const std::string& partial,
@@ -187,6 +197,7 @@ int32_t CConvertJob::ConvertThroughContainers(const Plan& plan, const std::strin
     int32_t result =
         m_macro->GetImage(plan.options.input.c_str(), decode, image.get(), alpha.get());
     if (VxIsFailure(result)) return Fail(plan.options.input, result);
+    Note(plan.options.input, result);
     if (CInterruptGuard::Requested()) return Fail(plan.options.input, kVxErrCancelled);
 
     result = IsGreyFormat(plan.format) ? EncodeGrey(plan, partial, image.get())

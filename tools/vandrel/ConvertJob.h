@@ -36,10 +36,13 @@ public:
     CConvertJob(const CConvertJob&) = delete;
     CConvertJob& operator=(const CConvertJob&) = delete;
 
-    // 1, or the code of the first failure; failedFile() and detail() then say where and why.
+    // 1, the first warning of a conversion that went through (recoverable damage in the
+    // source), or the code of the first failure; failedFile() and detail() then say where and
+    // why, warningFile() which file a warning concerns.
     int32_t Run(const CConvertOptions& options);
 
     const std::string& failedFile() const { return m_failedFile; }
+    const std::string& warningFile() const { return m_warningFile; }
     // Extra words for failures the codes alone do not explain; may be empty.
     const std::string& detail() const { return m_detail; }
 
@@ -52,6 +55,8 @@ private:
     struct Plan;
 
     int32_t Fail(const std::string& file, int32_t code, const std::string& detail = "");
+    // Keeps the first warning; answers code.
+    int32_t Note(const std::string& file, int32_t code);
     int32_t Prepare(const CConvertOptions& options, Plan* plan);
     int32_t ConvertFileToFile(const Plan& plan, const std::string& partial);
     int32_t ConvertThroughContainers(const Plan& plan, const std::string& partial,
@@ -66,6 +71,8 @@ private:
     IUtilMacroIF* m_macro = nullptr;
     std::string m_failedFile;
     std::string m_detail;
+    int32_t m_warning = 1;
+    std::string m_warningFile;
 };
 
 // Writes an 8- or 16-bit container as a grey file of format. The service converts colour lines
