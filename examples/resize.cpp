@@ -18,8 +18,9 @@ int Fail(const char* what, const char* file, int32_t code) {
 
 // Pushes every source line through the resizer and writes each output line it yields.
 int32_t Pump(IVandrelIF* service, int32_t in, int32_t out, IUtilResizeIF* resizer,
-             int32_t sourceLines, int32_t* written) {
-    for (int32_t y = 0; y < sourceLines; ++y) {
+             int32_t sourceLines, int32_t wanted, int32_t* written) {
+    // A reducing resizer may deliver its last output line before the last source line.
+    for (int32_t y = 0; y < sourceLines && *written < wanted; ++y) {
         void* line = nullptr;
         int32_t result = service->ReadLine(in, &line, nullptr);
         if (VxIsFailure(result)) return result;
@@ -68,7 +69,7 @@ int main(int argc, char** argv) {
     if (out < 0) return Fail("write", output, out);
 
     int32_t written = 0;
-    result = Pump(service, in, out, resizer, source.lHeight, &written);
+    result = Pump(service, in, out, resizer, source.lHeight, write.info.lHeight, &written);
     const int32_t ended = service->EndWriteLine(out);
     service->DeleteImageHandle(out);
     service->EndReadLine(in);

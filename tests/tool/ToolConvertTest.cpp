@@ -2,6 +2,9 @@
 // line on stderr, a non-zero exit and no output file left behind.
 #include <gtest/gtest.h>
 
+// These cases need the macro object: rotation, squeezing, grey and alpha files, the callback.
+#if VANDREL_TOOL_HAS_MACRO
+
 #include <signal.h>
 
 #include <chrono>
@@ -21,35 +24,11 @@
 namespace {
 
 using nlohmann::json;
+using vxtest::MeanDifference;
+using vxtest::Pnm;
+using vxtest::ReadPnm;
 using vxtest::RunTool;
 using vxtest::ToolRun;
-
-struct Pnm {
-    std::string magic;
-    int width = 0, height = 0, maxValue = 0;
-    std::string samples;
-};
-
-Pnm ReadPnm(const std::string& path) {
-    const std::string bytes = vxtest::ReadFile(path);
-    std::istringstream in(bytes);
-    Pnm pnm;
-    in >> pnm.magic >> pnm.width >> pnm.height >> pnm.maxValue;
-    in.get();
-    pnm.samples = bytes.substr(size_t(in.tellg()));
-    return pnm;
-}
-
-// Mean absolute difference of the samples, or -1 when the pictures differ in shape.
-double MeanDifference(const Pnm& a, const Pnm& b) {
-    if (a.magic != b.magic || a.width != b.width || a.height != b.height ||
-        a.maxValue != b.maxValue || a.samples.size() != b.samples.size() || a.samples.empty())
-        return -1.0;
-    double sum = 0;
-    for (size_t i = 0; i < a.samples.size(); ++i)
-        sum += std::abs(int(uint8_t(a.samples[i])) - int(uint8_t(b.samples[i])));
-    return sum / double(a.samples.size());
-}
 
 json Info(const std::string& path) {
     const ToolRun run = RunTool({"info", path, "--json"});
@@ -286,3 +265,5 @@ TEST_F(ToolConvertTest, InterruptDuringAConversionLeavesNoFile) {
 }
 
 }  // namespace
+
+#endif

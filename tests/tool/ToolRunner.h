@@ -9,7 +9,9 @@
 #include <sys/wait.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -80,6 +82,33 @@ inline std::set<std::string> Listing(const std::string& folder) {
         ::closedir(d);
     }
     return names;
+}
+
+struct Pnm {
+    std::string magic;
+    int width = 0, height = 0, maxValue = 0;
+    std::string samples;
+};
+
+inline Pnm ReadPnm(const std::string& path) {
+    const std::string bytes = vxtest::ReadFile(path);
+    std::istringstream in(bytes);
+    Pnm pnm;
+    in >> pnm.magic >> pnm.width >> pnm.height >> pnm.maxValue;
+    in.get();
+    pnm.samples = bytes.substr(size_t(in.tellg()));
+    return pnm;
+}
+
+// Mean absolute difference of the samples, or -1 when the pictures differ in shape.
+inline double MeanDifference(const Pnm& a, const Pnm& b) {
+    if (a.magic != b.magic || a.width != b.width || a.height != b.height ||
+        a.maxValue != b.maxValue || a.samples.size() != b.samples.size() || a.samples.empty())
+        return -1.0;
+    double sum = 0;
+    for (size_t i = 0; i < a.samples.size(); ++i)
+        sum += std::abs(int(uint8_t(a.samples[i])) - int(uint8_t(b.samples[i])));
+    return sum / double(a.samples.size());
 }
 
 // A little-endian TIFF: 8 x 8 RGB, 8 bits, one strip, with an Exif directory.

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ConvertJob.h"
+#include "ConvertOptions.h"
 #include "ToolService.h"
 
 namespace vxtool {
