@@ -13,8 +13,9 @@
 
 class CPnmPlugIn : public vxcodec::CPlugInBase {
 public:
-    // Origins of SeekLine, as the file layer counts them.
-    enum SeekOrigin { kFromStart = 1, kFromEnd = 2, kFromCurrent = 3 };
+    // Origins of SeekLine, counted as by every codec: 0 from the first line, 1 from the current
+    // one, 2 from the end.
+    enum SeekOrigin { kFromStart = 0, kFromCurrent = 1, kFromEnd = 2 };
 
     CPnmPlugIn();
 

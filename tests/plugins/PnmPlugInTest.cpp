@@ -190,7 +190,7 @@ TEST_F(PnmTest, SeeksForwardAndBackward) {
         ASSERT_EQ(writer->Close(), 1);
     }
     auto reader = Open(file);
-    EXPECT_EQ(reader->SeekLine(0, 1), kVxErrCodecState);  // not open yet
+    EXPECT_EQ(reader->SeekLine(0, 0), kVxErrCodecState);  // not open yet
     ASSERT_EQ(reader->Open("r"), 1);
     struct Step {
         int32_t line;
@@ -198,12 +198,12 @@ TEST_F(PnmTest, SeeksForwardAndBackward) {
         int32_t expected;
         int32_t nextLine;  // line read after the seek, -1 for none
     } steps[] = {
-        {5, 1, 1, 5},   // forward from the start
-        {-4, 3, 1, 2},  // backward from the current line (6 after reading line 5)
+        {5, 0, 1, 5},   // forward from the start
+        {-4, 1, 1, 2},  // backward from the current line (6 after reading line 5)
         {-1, 2, 1, 9},  // last line, counted from the end
-        {0, 1, 1, 0},   // back to the start
-        {11, 1, kVxErrCannotSeek, 1},
-        {-1, 1, kVxErrCannotSeek, 2},
+        {0, 0, 1, 0},   // back to the start
+        {11, 0, kVxErrCannotSeek, 1},
+        {-1, 0, kVxErrCannotSeek, 2},
         {0, 2, 1, -1},  // the end itself is a position, but holds no line
         {0, 7, kVxErrInvalidArgument, -1},
     };

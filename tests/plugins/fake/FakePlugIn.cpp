@@ -8,6 +8,9 @@
 //   FAKE_ENTRY       1 = normal entry point, 2 = entry point returning null, 0 = none
 //   FAKE_NO_INSTANCE CreateInstance answers null
 //   FAKE_TAGDB       CreateTagDB answers a (stub) tag database
+//   FAKE_LINES       every file is a FAKE_WIDTH x FAKE_HEIGHT 24-bit RGB image whose sample c of
+//                    pixel (x, y) is x * 7 + y * 31 + c * 3 + 1 (mod 256), read line by line
+//   FAKE_NO_SEEK     SeekLine answers kVxErrCannotSeek (class 0x7e): the source reads forward
 // Introspection for tests, looked up with dlsym: FakeLiveObjects() counts prototypes and
 // instances alive, FakeLastFolder() is the folder the last Initialize received.
 #include <strings.h>
@@ -17,6 +20,7 @@
 
 #include "vandrel/Export.h"
 #include "vandrel/PlugIn.h"
+#include "vandrel/Status.h"
 #include "vandrel/TagDB.h"
 
 #ifndef FAKE_ENTRY
@@ -108,7 +112,16 @@ public:
         m_ready = *static_cast<const int32_t*>(value);
         return 1;
     }
-    int32_t GetFileStatus(CUImageFileStatus*) override {
+    int32_t GetFileStatus(CUImageFileStatus* status) override {
+#ifdef FAKE_LINES
+        status->info.lWidth = FAKE_WIDTH;
+        status->info.lHeight = FAKE_HEIGHT;
+        status->info.lColorDepth = 24;
+        status->info2 = status->info;
+        status->info2.lColorDepth = 0;
+#else
+        (void)status;
+#endif
         return 1;
     }
     int32_t GetCameraInfo(CUCameraInfo*) override {
@@ -134,16 +147,33 @@ public:
         return 0;
     }
     int32_t Open(const char*) override {
+        m_line = 0;
         return 1;
     }
-    int32_t ReadLine(void*, void*) override {
+    int32_t ReadLine(void* line, void*) override {
+#ifdef FAKE_LINES
+        if (m_line >= FAKE_HEIGHT) return kVxErrCodecState;
+        auto* out = static_cast<unsigned char*>(line);
+        for (int32_t x = 0; x < FAKE_WIDTH; ++x)
+            for (int32_t c = 0; c < 3; ++c)
+                out[3 * x + c] = (unsigned char)(x * 7 + m_line * 31 + c * 3 + 1);
+        ++m_line;
+#else
+        (void)line;
+#endif
         return 1;
     }
     int32_t WriteLine(const void*, const void*) override {
         return 1;
     }
-    int32_t SeekLine(int32_t, int) override {
+    int32_t SeekLine(int32_t line, int) override {
+#ifdef FAKE_NO_SEEK
+        (void)line;
+        return kVxErrCannotSeek;
+#else
+        m_line = line;
         return 1;
+#endif
     }
     int32_t Close() override {
         return 1;
@@ -165,6 +195,7 @@ private:
     std::string m_added;
     std::string m_extensions;
     int32_t m_ready = 1;
+    int32_t m_line = 0;  // the line the next ReadLine delivers
 };
 
 }  // namespace

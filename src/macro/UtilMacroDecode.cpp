@@ -1,0 +1,435 @@
+// Decode pipelines: an open image file read line by line into containers, resized, squeezed,
+// trimmed or rotated on the way.
+#include <vector>
+
+#include "macro/MacroSupport.h"
+#include "macro/TempContainers.h"
+#include "macro/UtilMacro.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
+
+// The frame every decode shares: the decode stage reported to the callback, the request lent
+// a parameter list (when it has none) and the macro's message face for the decoder, the read
+// begun, and at the end the read ended and the request given back its own list and message
+// procedure.
+class CUtilMacro::DecodeFrame {
+public:
+    DecodeFrame(CUtilMacro& macro, int32_t handle, CURequest& request)
+        : m_macro(macro), m_handle(handle), m_request(request) {}
+    DecodeFrame(const DecodeFrame&) = delete;
+    DecodeFrame& operator=(const DecodeFrame&) = delete;
+
+    // Begins the read. True when the lines may be read; otherwise Result() is the code and the
+    // frame has already wound up what it started.
+    bool Open(CUImageInfo& info, CUImageInfo& alphaInfo) {
+        if (!m_macro.BeginProcess(IMacroCallback::ProcessDecode)) {
+            m_result = kVxErrCancelled;
+            return false;
+        }
+        m_ownParamList = m_request.pParamList;
+        m_ownMessageProc = m_request.pMessageProc;
+        if (m_request.pParamList == nullptr) {
+            m_request.pParamList = &m_paramList;
+            m_macro.m_savedMessageProc = nullptr;
+        } else if (m_request.pMessageProc == m_macro.MessageFace()) {
+            m_macro.EndProcess();  // a decode from inside a decode of this macro
+            m_result = kVxErrMacroUnsupported;
+            return false;
+        } else {
+            m_macro.m_savedMessageProc = m_request.pMessageProc;
+        }
+        m_request.pMessageProc = m_macro.MessageFace();
+        m_macro.m_decoderProgress = 0;
+        m_macro.m_progress = 0;
+        m_macro.m_current = m_request;
+
+        const int32_t r = m_macro.m_service->BeginReadLine(m_handle, m_request, &info, &alphaInfo);
+        if (VxIsFailure(r)) {
+            RestoreRequest();
+            m_macro.EndProcess();
+            m_result = r;
+            return false;
+        }
+        if (VxIsWarning(r)) m_warning = r;
+        if (info.lHeight == 0) {
+            // Left as it stands, deliberately: the read stays begun, the stage is not ended and
+            // the request keeps the lent list and the face. Nothing must reuse that request.
+            m_result = kVxErrMacroNoImage;
+            return false;
+        }
+        return true;
+    }
+
+    // Ends the read after the lines were handled with `status`: the warning of the begin
+    // when all went well, otherwise the status (kVxErrCancelled when the stage end cancels).
+    int32_t Close(int32_t status) {
+        m_macro.m_service->EndReadLine(m_handle);
+        RestoreRequest();
+        const bool goOn = m_macro.EndProcess();
+        if (!VxSucceeded(status)) return status;
+        if (!goOn) return kVxErrCancelled;
+        return m_warning != 0 ? m_warning : status;
+    }
+
+    int32_t Result() const { return m_result; }
+
+    // 0x20000 units a stage, or 0x40000 for two; the decoder reports a quarter of two stages
+    // (half of one) itself when it says so.
+    uint32_t LineIncrement(uint32_t stages, int32_t lines) const {
+        uint32_t total = stages * kStageUnits;
+        if (m_macro.m_decoderProgress != 0) total -= kStageUnits / 2;
+        return lines > 0 ? total / uint32_t(lines) : 0;
+    }
+
+private:
+    // The request gets its own links back; the decode is over, so nothing is forwarded any
+    // more either.
+    void RestoreRequest() {
+        m_request.pParamList = m_ownParamList;
+        m_request.pMessageProc = m_ownMessageProc;
+        m_macro.m_savedMessageProc = nullptr;
+    }
+
+    CUtilMacro& m_macro;
+    const int32_t m_handle;
+    CURequest& m_request;
+    CUtilParamArray m_paramList;
+    CUtilParamArray* m_ownParamList = nullptr;
+    IMessageProc* m_ownMessageProc = nullptr;
+    int32_t m_warning = 0;
+    int32_t m_result = 0;
+};
+
+namespace {
+
+// Containers a pipeline filled, emptied again when it fails so that nothing partial is left.
+class FilledContainers {
+public:
+    explicit FilledContainers(IUtilContainerIF* image, IUtilContainerIF* alpha = nullptr)
+        : m_image(image), m_alpha(alpha) {}
+    void ClearIfFailed(int32_t status) const { vxmacro::ClearIfFailed(status, m_image, m_alpha); }
+    void SetAlpha(IUtilContainerIF* alpha) { m_alpha = alpha; }
+
+private:
+    IUtilContainerIF* m_image;
+    IUtilContainerIF* m_alpha;
+};
+
+}  // namespace
+
+using namespace vxmacro;
+
+// --- Plain decode. ---
+
+int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                IUtilContainerIF* dstAlpha) {
+    DecodeFrame frame(*this, handle, request);
+    CUImageInfo info, alphaInfo;
+    if (!frame.Open(info, alphaInfo)) return frame.Result();
+    const uint32_t inc = frame.LineIncrement(1, info.lHeight);
+
+    FilledContainers filled(dst);
+    const int32_t status = [&]() -> int32_t {
+        if (CreateContainer(dst, info) < 1) return kVxErrMacroEngines;
+        const bool withAlpha =
+            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
+        if (withAlpha) {
+            filled.SetAlpha(dstAlpha);
+            if (CreateContainer(dstAlpha, alphaInfo) < 1) return kVxErrMacroEngines;
+        }
+        int32_t r = 1;
+        for (int32_t y = 0; y < info.lHeight; ++y) {
+            void* line;
+            void* alphaLine;
+            r = ReadBothPlanes(handle, line, alphaLine);
+            if (r < 1 && !VxIsWarning(r)) return r;
+            if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
+            if (withAlpha && alphaLine != nullptr && dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
+                return kVxErrMacroSetLine;
+            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
+        return r;
+    }();
+    filled.ClearIfFailed(status);
+    return frame.Close(status);
+}
+
+// --- Decode through the resizers. ---
+
+int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                 IUtilContainerIF* dstAlpha) {
+    DecodeFrame frame(*this, handle, request);
+    CUImageInfo info, alphaInfo;
+    if (!frame.Open(info, alphaInfo)) return frame.Result();
+    const uint32_t inc = frame.LineIncrement(2, info.lHeight);
+
+    FilledContainers filled(dst);
+    bool resizingImage = false;
+    bool resizingAlpha = false;
+    const int32_t status = [&]() -> int32_t {
+        const int32_t width = request.info.lWidth;
+        const int32_t height = request.info.lHeight;
+        if (CreateContainer(dst, Resized(info, width, height)) < 1) return kVxErrMacroEngines;
+        const bool withAlpha =
+            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
+        if (withAlpha) {
+            filled.SetAlpha(dstAlpha);
+            if (CreateContainer(dstAlpha, Resized(alphaInfo, width, height)) < 1)
+                return kVxErrMacroEngines;
+        }
+        int32_t r = m_resizeA->BeginResize(info, request);
+        if (r < 0) return r;
+        resizingImage = true;
+        if (withAlpha) {
+            r = m_resizeB->BeginResize(alphaInfo, request);
+            if (r < 0) return r;
+            resizingAlpha = true;
+        }
+        int32_t outY = 0;
+        int32_t outAlphaY = 0;
+        for (int32_t y = 0; y < info.lHeight; ++y) {
+            void* line;
+            void* alphaLine;
+            r = ReadBothPlanes(handle, line, alphaLine);
+            if (r < 1 && !VxIsWarning(r)) return r;
+            const int32_t lineResult = r;
+            r = ResizeLine(m_resizeA, line, dst, outY);
+            if (r < 0) return r;
+            if (withAlpha && alphaLine != nullptr) {
+                r = ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
+                if (r < 0) return r;
+            }
+            r = lineResult;
+            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
+        return r;
+    }();
+    if (resizingImage) m_resizeA->EndResize();
+    if (resizingAlpha) m_resizeB->EndResize();
+    filled.ClearIfFailed(status);
+    return frame.Close(status);
+}
+
+// --- Decode by picking pixels, skipping the lines not needed. ---
+
+template <typename T>
+void CUtilMacro::SqueezeLine(const T* in, T* out, int32_t sourceWidth, int32_t outputWidth,
+                             int components) {
+    if (outputWidth <= 0) return;
+    const double scale = double(sourceWidth) / double(outputWidth);
+    for (int32_t x = 0; x < outputWidth; ++x) {
+        const T* pixel = in + int64_t(double(x) * scale) * components;
+        for (int c = 0; c < components; ++c)
+            out[c] = pixel[c];
+        out += components;
+    }
+}
+
+void CUtilMacro::SqueezeLine(const CUImageInfo& source, const CUImageInfo& output, const void* in,
+                             void* out) {
+    using Byte = unsigned char;
+    using Word = unsigned short;
+    const int32_t from = source.lWidth;
+    const int32_t to = output.lWidth;
+    switch (source.lColorDepth) {
+        case 8:
+            return SqueezeLine(static_cast<const Byte*>(in), static_cast<Byte*>(out), from, to, 1);
+        case 16:
+            return SqueezeLine(static_cast<const Word*>(in), static_cast<Word*>(out), from, to, 1);
+        case 24:
+            return SqueezeLine(static_cast<const Byte*>(in), static_cast<Byte*>(out), from, to, 3);
+        case 32:
+            return SqueezeLine(static_cast<const Byte*>(in), static_cast<Byte*>(out), from, to, 4);
+        case 48:
+            return SqueezeLine(static_cast<const Word*>(in), static_cast<Word*>(out), from, to, 3);
+        case 64:
+            return SqueezeLine(static_cast<const Word*>(in), static_cast<Word*>(out), from, to, 4);
+        default:
+            return;  // no sample layout to pick from
+    }
+}
+
+namespace {
+
+// Where a squeeze or a trim reads: it moves forward by seeking when the source can, by
+// reading and discarding lines otherwise, and reads each needed line once.
+class LinePicker {
+public:
+    LinePicker(CUtilMacro& macro, IVandrelIF* service, int32_t handle, bool canSeek)
+        : m_macro(macro), m_service(service), m_handle(handle), m_canSeek(canSeek) {}
+
+    // Makes `line` the current one; 1 or a warning, or the failing code.
+    int32_t Pick(int32_t line) {
+        if (line == m_current) return 1;
+        if (line != m_next) {
+            const int32_t r = m_canSeek ? m_service->SeekLine(m_handle, line, 0)
+                                        : m_macro.DummyReadLine(m_handle, line - m_next);
+            if (VxIsFailure(r)) return r;
+        }
+        m_line = nullptr;
+        m_alphaLine = nullptr;
+        const int32_t r = m_service->ReadLine(m_handle, &m_line, &m_alphaLine);
+        if (r < 1 && !VxIsWarning(r)) return r;
+        m_current = line;
+        m_next = line + 1;
+        m_lastRead = r;
+        return r;
+    }
+    const void* Line() const { return m_line; }
+    const void* AlphaLine() const { return m_alphaLine; }
+    int32_t LastRead() const { return m_lastRead; }
+
+private:
+    CUtilMacro& m_macro;
+    IVandrelIF* m_service;
+    const int32_t m_handle;
+    const bool m_canSeek;
+    int32_t m_current = -1;  // the line held
+    int32_t m_next = 0;      // the line the next read delivers
+    void* m_line = nullptr;
+    void* m_alphaLine = nullptr;
+    int32_t m_lastRead = 1;
+};
+
+}  // namespace
+
+int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                  IUtilContainerIF* dstAlpha) {
+    DecodeFrame frame(*this, handle, request);
+    CUImageInfo info, alphaInfo;
+    if (!frame.Open(info, alphaInfo)) return frame.Result();
+    const CUImageInfo out = Resized(info, request.info.lWidth, request.info.lHeight);
+    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
+    const uint32_t inc = frame.LineIncrement(2, out.lHeight);
+
+    FilledContainers filled(dst);
+    const int32_t status = Guarded([&]() -> int32_t {
+        if (out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroNoImage;
+        bool canSeek = false;
+        const int32_t seek = ChkSeek(handle, canSeek);
+        if (seek < 0) return seek;
+        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
+        const bool withAlpha =
+            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
+        if (withAlpha) {
+            filled.SetAlpha(dstAlpha);
+            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
+        }
+        std::vector<unsigned char> buffer = LineBuffer(out);
+        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
+
+        LinePicker picker(*this, m_service, handle, canSeek);
+        const double step = double(info.lHeight) / double(out.lHeight);
+        for (int32_t y = 0; y < out.lHeight; ++y) {
+            const int32_t r = picker.Pick(int32_t(double(y) * step));
+            if (VxIsFailure(r)) return r;
+            SqueezeLine(info, out, picker.Line(), buffer.data());
+            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+            if (withAlpha && picker.AlphaLine() != nullptr) {
+                SqueezeLine(alphaInfo, outAlpha, picker.AlphaLine(), alphaBuffer.data());
+                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
+                    return kVxErrMacroSqueezeLine;
+            }
+            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
+        return picker.LastRead();
+    });
+    filled.ClearIfFailed(status);
+    return frame.Close(status);
+}
+
+// --- Decode of a rectangle. ---
+
+int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                   IUtilContainerIF* dstAlpha, int32_t l1, int32_t t1, int32_t r1,
+                                   int32_t b1, int32_t l2, int32_t t2, int32_t r2, int32_t b2) {
+    DecodeFrame frame(*this, handle, request);
+    CUImageInfo info, alphaInfo;
+    if (!frame.Open(info, alphaInfo)) return frame.Result();
+    // The selection of the source, and the output size.
+    const CUImageInfo cut = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
+    const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
+    const CUImageInfo out = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
+    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
+    const uint32_t inc = frame.LineIncrement(1, out.lHeight);
+
+    FilledContainers filled(dst);
+    const int32_t status = Guarded([&]() -> int32_t {
+        const bool inside = l1 >= 0 && t1 >= 0 && r1 < info.lWidth && b1 < info.lHeight &&
+                            cut.lWidth >= 1 && cut.lHeight >= 1;
+        if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
+        bool canSeek = false;
+        const int32_t seek = ChkSeek(handle, canSeek);
+        if (seek < 0) return seek;
+        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
+        const bool withAlpha =
+            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
+        if (withAlpha) {
+            filled.SetAlpha(dstAlpha);
+            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
+        }
+        std::vector<unsigned char> buffer = LineBuffer(out);
+        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
+        const int32_t pixelBytes = info.lColorDepth >> 3;
+        const int32_t alphaPixelBytes = alphaInfo.lColorDepth >> 3;
+
+        LinePicker picker(*this, m_service, handle, canSeek);
+        const double step = double(cut.lHeight) / double(out.lHeight);
+        for (int32_t y = 0; y < out.lHeight; ++y) {
+            const int32_t r = picker.Pick(t1 + int32_t(double(y) * step));
+            if (VxIsFailure(r)) return r;
+            const auto* line = static_cast<const unsigned char*>(picker.Line());
+            SqueezeLine(cut, out, line + int64_t(l1) * pixelBytes, buffer.data());
+            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+            if (withAlpha && picker.AlphaLine() != nullptr) {
+                const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
+                SqueezeLine(cutAlpha, outAlpha, alphaLine + int64_t(l1) * alphaPixelBytes,
+                            alphaBuffer.data());
+                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
+                    return kVxErrMacroSqueezeLine;
+            }
+            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
+        return picker.LastRead();
+    });
+    filled.ClearIfFailed(status);
+    return frame.Close(status);
+}
+
+// --- Chains: decode into temporaries, then transform into the destination. A warning of
+// the decode lets the chain go on. ---
+
+int32_t CUtilMacro::DecodeAndRotate(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                    IUtilContainerIF* dstAlpha) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
+    if (!VxSucceeded(r)) return r;
+    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+}
+
+int32_t CUtilMacro::DecodeImageToResizeAndRotate(int32_t handle, CURequest& request,
+                                                 IUtilContainerIF* dst,
+                                                 IUtilContainerIF* dstAlpha) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
+    if (!VxSucceeded(r)) return r;
+    return ResizeAndRotate(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+}
+
+int32_t CUtilMacro::DecodeResizeToRotateImage(int32_t handle, CURequest& request,
+                                              IUtilContainerIF* dst, IUtilContainerIF* dstAlpha) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    r = DecodeResizeOrSqueeze(handle, request, temp.Image(), temp.Alpha());
+    if (!VxSucceeded(r)) return r;
+    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+}

@@ -1,0 +1,290 @@
+// Encode pipelines: containers written to a file line by line, resized or rotated on their way
+// into the encoder, and the file-to-file chains that decode first.
+//
+// The file gets the size of the lines written: the request handed to the encoder is a copy
+// whose size is that of the output lines (the container's, the resized or the rotated size).
+#include "macro/MacroSupport.h"
+#include "macro/TempContainers.h"
+#include "macro/UtilMacro.h"
+#include "vandrel/UtilResizeIF.h"
+#include "vandrel/UtilRotateIF.h"
+
+using namespace vxmacro;
+
+namespace {
+
+CUImageInfo PaddedInfoOf(const IUtilContainerIF* container) {
+    CUImageInfo info;
+    container->GetImageInfo(info);
+    info.lRowBytes = VxPaddedRowBytes(info.lWidth, info.lColorDepth);
+    return info;
+}
+
+// An open write: ended and its handle deleted however the lines went.
+class WriteSession {
+public:
+    explicit WriteSession(IVandrelIF* service) : m_service(service) {}
+    ~WriteSession() { Finish(); }
+    WriteSession(const WriteSession&) = delete;
+    WriteSession& operator=(const WriteSession&) = delete;
+
+    int32_t Begin(const char* path, CURequest& request, const CUImageInfo& info,
+                  const CUImageInfo* alphaInfo) {
+        request.info.lWidth = info.lWidth;
+        request.info.lHeight = info.lHeight;
+        const int32_t handle = m_service->BeginWriteLine(path, request, &info, alphaInfo);
+        if (handle >= 0) m_handle = handle;
+        return handle;
+    }
+    int32_t Write(const void* line, const void* alphaLine) {
+        return m_service->WriteLine(m_handle, line, alphaLine) < 0 ? kVxErrMacroLineIO : 1;
+    }
+    // The result of EndWriteLine; the handle is gone afterwards.
+    int32_t Finish() {
+        if (m_handle < 0) return 1;
+        const int32_t r = m_service->EndWriteLine(m_handle);
+        m_service->DeleteImageHandle(m_handle);
+        m_handle = -1;
+        return r;
+    }
+
+private:
+    IVandrelIF* m_service;
+    int32_t m_handle = -1;
+};
+
+}  // namespace
+
+int32_t CUtilMacro::EncodeImage(const char* dstPath, CURequest& request,
+                                const IUtilContainerIF* src, const IUtilContainerIF* srcAlpha) {
+    CURequest copy(request);
+    if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
+    const CUImageInfo info = PaddedInfoOf(src);
+    const bool withAlpha = HoldsImage(srcAlpha);
+    const CUImageInfo alphaInfo = withAlpha ? PaddedInfoOf(srcAlpha) : CUImageInfo();
+
+    WriteSession write(m_service);
+    int32_t status = write.Begin(dstPath, copy, info, withAlpha ? &alphaInfo : nullptr);
+    if (status >= 0) {
+        status = Guarded([&]() -> int32_t {
+            if (info.lHeight == 0) return kVxErrMacroNoImage;
+            const uint32_t inc = kStageUnits / uint32_t(info.lHeight);
+            uint32_t acc = 0;
+            for (int32_t y = 0; y < info.lHeight; ++y) {
+                const void* line = src->GetLine(y, 0, -1);
+                const void* alphaLine = withAlpha ? srcAlpha->GetLine(y, 0, -1) : nullptr;
+                if (line == nullptr || (withAlpha && alphaLine == nullptr))
+                    return kVxErrMacroLineIO;
+                if (write.Write(line, alphaLine) < 0) return kVxErrMacroLineIO;
+                if (!ProcessLine(acc, inc)) return kVxErrCancelled;
+            }
+            if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
+            return 1;
+        });
+        const int32_t ended = write.Finish();
+        if (status > 0) status = ended;
+    }
+    const bool goOn = EndProcess();
+    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
+    return status;
+}
+
+// One stage report covers resizing and encoding: every source line counts twice, and the
+// closing top-up is that of a single stage, so it never adds to the 256 steps.
+int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
+                                 const IUtilContainerIF* src, const IUtilContainerIF* srcAlpha) {
+    CURequest copy(request);
+    if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
+    const CUImageInfo info = PaddedInfoOf(src);
+    const bool withAlpha = HoldsImage(srcAlpha);
+    const CUImageInfo alphaInfo = withAlpha ? PaddedInfoOf(srcAlpha) : CUImageInfo();
+    const CUImageInfo out = Resized(info, copy.info.lWidth, copy.info.lHeight);
+    const CUImageInfo alphaOut = Resized(alphaInfo, out.lWidth, out.lHeight);
+
+    WriteSession write(m_service);
+    int32_t status = write.Begin(dstPath, copy, out, withAlpha ? &alphaOut : nullptr);
+    if (status < 0) {
+        EndProcess();
+        return status;
+    }
+    bool resizingImage = false;
+    bool resizingAlpha = false;
+    status = Guarded([&]() -> int32_t {
+        if (info.lHeight == 0) return kVxErrMacroNoImage;
+        int32_t r = m_resizeA->BeginResize(info, copy);
+        if (r < 0) return r;
+        resizingImage = true;
+        if (withAlpha) {
+            r = m_resizeB->BeginResize(alphaInfo, copy);
+            if (r < 0) return r;
+            resizingAlpha = true;
+        }
+        const uint32_t inc = 2 * (kStageUnits / uint32_t(info.lHeight));
+        uint32_t acc = 0;
+        for (int32_t y = 0; y < info.lHeight; ++y) {
+            const void* line = src->GetLine(y, 0, -1);
+            const void* alphaLine = withAlpha ? srcAlpha->GetLine(y, 0, -1) : nullptr;
+            if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
+            // A resizer that has made every output line refuses further input; those lines
+            // simply yield nothing, as in ResizeLine.
+            const int32_t ready = m_resizeA->SetLine(line);
+            if (withAlpha) m_resizeB->SetLine(alphaLine);
+            for (int32_t i = 0; i < ready; ++i) {
+                const void* outLine = m_resizeA->GetLine();
+                const void* outAlpha = withAlpha ? m_resizeB->GetLine() : nullptr;
+                if (outLine == nullptr || (withAlpha && outAlpha == nullptr))
+                    return kVxErrMacroLineIO;
+                if (write.Write(outLine, outAlpha) < 0) return kVxErrMacroLineIO;
+            }
+            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
+        return 1;
+    });
+    const int32_t ended = write.Finish();
+    if (resizingImage) m_resizeA->EndResize();
+    if (resizingAlpha) m_resizeB->EndResize();
+    if (status > 0) status = ended;
+    const bool goOn = EndProcess();
+    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
+    return status;
+}
+
+int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
+                                 const IUtilContainerIF* src, const IUtilContainerIF* srcAlpha) {
+    CURequest copy(request);
+    if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
+    const bool withAlpha = HoldsImage(srcAlpha);
+    int32_t r = m_rotateA->BeginRotating(src, copy);
+    if (r < 0) {
+        EndProcess();
+        return r;
+    }
+    if (withAlpha) {
+        r = m_rotateB->BeginRotating(srcAlpha, copy);
+        if (r < 0) {
+            m_rotateA->EndRotating();
+            EndProcess();
+            return r;
+        }
+    }
+    const auto endRotators = [&] {
+        m_rotateA->EndRotating();
+        if (withAlpha) m_rotateB->EndRotating();
+    };
+    int32_t width = 0;
+    int32_t height = 0;
+    m_rotateA->GetOutputImageSize(width, height);
+    const CUImageInfo out = Resized(PaddedInfoOf(src), width, height);
+    const CUImageInfo alphaOut =
+        withAlpha ? Resized(PaddedInfoOf(srcAlpha), width, height) : CUImageInfo();
+
+    WriteSession write(m_service);
+    int32_t status = write.Begin(dstPath, copy, out, withAlpha ? &alphaOut : nullptr);
+    if (status < 0) {
+        endRotators();
+        EndProcess();
+        return status;
+    }
+    status = Guarded([&]() -> int32_t {
+        if (height == 0) return kVxErrMacroNoImage;
+        const uint32_t inc = 2 * (kStageUnits / uint32_t(height));
+        uint32_t acc = 0;
+        for (int32_t y = 0; y < height; ++y) {
+            const void* line = m_rotateA->GetLine();
+            const void* alphaLine = withAlpha ? m_rotateB->GetLine() : nullptr;
+            if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
+            if (write.Write(line, alphaLine) < 0) return kVxErrMacroLineIO;
+            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
+        }
+        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
+        return 1;
+    });
+    const int32_t ended = write.Finish();
+    endRotators();
+    if (status > 0) status = ended;
+    const bool goOn = EndProcess();
+    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
+    return status;
+}
+
+// --- Chains through temporary containers. ---
+
+int32_t CUtilMacro::RotateImageToResizeEncode(const char* dstPath, CURequest& request,
+                                              const IUtilContainerIF* src,
+                                              const IUtilContainerIF* srcAlpha) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = RotateImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
+    if (r > 0) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::ResizeImageToRotateEncode(const char* dstPath, CURequest& request,
+                                              const IUtilContainerIF* src,
+                                              const IUtilContainerIF* srcAlpha) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = ResizeImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
+    if (r > 0) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::DecodeImageToResizeEncode(int32_t handle, const char* dstPath,
+                                              CURequest& request) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
+    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::DecodeResizeToEncodeImage(int32_t handle, const char* dstPath,
+                                              CURequest& request) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
+    if (VxSucceeded(r)) r = EncodeImage(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::DecodeImageToRotateEncode(int32_t handle, const char* dstPath,
+                                              CURequest& request) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
+    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::DecodeAndRotateToResizeEncode(int32_t handle, const char* dstPath,
+                                                  CURequest& request) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = DecodeAndRotate(handle, copy, temp.Image(), temp.Alpha());
+    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
+
+int32_t CUtilMacro::DecodeResizeToRotateEncode(int32_t handle, const char* dstPath,
+                                               CURequest& request) {
+    CTempContainers temp;
+    int32_t r = temp.Create();
+    if (r < 1) return r;
+    CURequest copy(request);
+    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
+    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
+    return r;
+}
