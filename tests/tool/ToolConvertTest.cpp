@@ -2,9 +2,6 @@
 // line on stderr, a non-zero exit and no output file left behind.
 #include <gtest/gtest.h>
 
-// These cases need the macro object: rotation, squeezing, grey and alpha files, the callback.
-#if VANDREL_TOOL_HAS_MACRO
-
 #include <signal.h>
 
 #include <chrono>
@@ -265,5 +262,3 @@ TEST_F(ToolConvertTest, InterruptDuringAConversionLeavesNoFile) {
 }
 
 }  // namespace
-
-#endif

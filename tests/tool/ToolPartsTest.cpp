@@ -8,9 +8,7 @@
 
 #include "Interrupt.h"
 #include "PartialFile.h"
-#if VANDREL_TOOL_HAS_MACRO
 #include "ProgressBar.h"
-#endif
 #include "TestChart.h"
 #include "TestSupport.h"
 
@@ -83,7 +81,6 @@ TEST(TestChartTest, EightBitLinesAreTheSixteenBitValuesRounded) {
     }
 }
 
-#if VANDREL_TOOL_HAS_MACRO
 class ProgressBarTest : public ::testing::Test {
 protected:
     void TearDown() override { CInterruptGuard::Reset(); }
@@ -131,8 +128,6 @@ TEST_F(ProgressBarTest, EveryAnswerCancelsOnceAnInterruptArrived) {
     EXPECT_EQ(bar.EndProcess(), 0);
     EXPECT_EQ(bar.Finish(), 0);
 }
-
-#endif
 
 TEST(PartialFileTest, TargetAppearsOnlyOnCommit) {
     vxtest::ScratchDir dir;

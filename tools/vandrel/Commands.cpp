@@ -7,17 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ConvertJob.h"
 #include "FormatTable.h"
 #include "InfoReport.h"
 #include "Interrupt.h"
 #include "OptionParsers.h"
 #include "PartialFile.h"
-#if VANDREL_TOOL_HAS_MACRO
-#include "ConvertJob.h"
 #include "ProgressBar.h"
-#else
-#include "LineConvert.h"
-#endif
 #include "StatusText.h"
 #include "TagReport.h"
 #include "TestChart.h"
@@ -163,17 +159,11 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
                std::ostream& err) {
     if (!CheckPlugIns(service, err)) return kExitFailure;
     CInterruptGuard interrupts;
-#if VANDREL_TOOL_HAS_MACRO
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
     const int32_t result = job.Run(options);
     if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
-#else
-    (void)progress;  // the line loop reports no stages
-    CLineConvert job(service.get());
-    const int32_t result = job.Run(options);
-#endif
     if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");
         return kExitInterrupted;
@@ -182,9 +172,7 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
         ReportError(err, job.failedFile(), result, job.detail());
         return kExitFailure;
     }
-#if VANDREL_TOOL_HAS_MACRO
     if (VxIsWarning(result)) ReportError(err, job.warningFile(), result, "warning");
-#endif
     return kExitOk;
 }
 
