@@ -13,3 +13,24 @@ for config in release asan; do
   echo "== $config: test"
   (cd "build/$config" && ctest --output-on-failure -j"$jobs" --timeout 600)
 done
+
+# The installed package: headers, library, plug-ins, tool, CMake package and pkg-config file,
+# used by the example program the way an embedding application would.
+echo "== install: package and example"
+prefix="$(mktemp -d)"
+trap 'rm -rf "$prefix"' EXIT
+cmake --install build/release --prefix "$prefix" >/dev/null
+"$prefix/bin/vandrel" formats
+"$prefix/bin/vandrel" chart "$prefix/chart.ppm" --size 160x120
+cmake -S examples -B "$prefix/example" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$prefix/example"
+"$prefix/example/vandrel_resize" "$prefix/chart.ppm" "$prefix/small.png" PNG 80 60
+"$prefix/bin/vandrel" info "$prefix/small.png"
+export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+g++ -std=c++17 -o "$prefix/resize-pc" examples/resize.cpp \
+  -DVANDREL_PLUGIN_DIR="\"$(pkg-config --variable=plugindir vandrel)\"" \
+  $(pkg-config --cflags --libs vandrel) -Wl,-rpath,"$prefix/lib"
+"$prefix/resize-pc" "$prefix/chart.ppm" "$prefix/small.jpg" JPEG 40 30
+rm -rf "$prefix"
+trap - EXIT
+echo "== all passed"

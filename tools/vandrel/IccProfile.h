@@ -1,0 +1,19 @@
+// The size of the ICC profile a file embeds, measured from its tag database.
+#ifndef VANDREL_TOOL_ICCPROFILE_H
+#define VANDREL_TOOL_ICCPROFILE_H
+
+#include <cstdint>
+
+#include "vandrel/TagDB.h"
+
+namespace vxtool {
+
+// Bytes of the profile: the ICC tag of the first TIFF directory (TIFF files, and PNG files whose
+// plug-in files the profile there), else the pieces spread over a JPEG's APP2 segments.
+// 0 when the database is null or holds none. An APP2 segment that is not a profile piece
+// means the segments hold no profile.
+int32_t IccProfileBytes(IUTagDB* db);
+
+}  // namespace vxtool
+
+#endif
