@@ -166,8 +166,9 @@ TEST_F(MacroTest, AnsweringZeroAnywhereCancelsAndLeavesNothingBehind) {
         const std::vector<std::string> stages = cancelling.Stages();
         if (std::string(c.call) != "Start") {
             EXPECT_EQ(stages.back(), "Finish") << c.call;
-            if (std::string(c.call) != "Begin")
+            if (std::string(c.call) != "Begin") {
                 EXPECT_EQ(stages[stages.size() - 2], "End") << c.call;
+            }
         } else {
             EXPECT_EQ(stages.size(), 1u);
         }

@@ -31,7 +31,9 @@ TEST_F(RegistryTest, LoadsInByteOrderOfPathsAndSkipsDotNames) {
         const bool folder = std::string(path).find(".plugin") == std::string::npos;
         ASSERT_EQ(service->PlugInCount(), folder ? 2 : 1) << path;
         EXPECT_EQ(Text(service->PlugInAt(0)->GetDecoderVersion()), folder ? "A" : "B");
-        if (folder) EXPECT_EQ(Text(service->PlugInAt(1)->GetDecoderVersion()), "B");
+        if (folder) {
+            EXPECT_EQ(Text(service->PlugInAt(1)->GetDecoderVersion()), "B");
+        }
         // Plug-ins learn the folder they came from, always ending in "/".
         auto lastFolder = vxtest::ModuleSymbol<const char* (*)()>(FakePlugInPath("order/b.plugin"),
                                                                   "FakeLastFolder");

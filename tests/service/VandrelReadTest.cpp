@@ -200,7 +200,9 @@ TEST_F(ReadTest, LinesAreLentOrReadIntoTheCallersBuffers) {
                 } else {
                     ASSERT_EQ(service->ReadLine(h, line, nullptr), 1);
                     EXPECT_EQ(p->bufConv.pBuffer, conv);  // lent to the caller's line for one line
-                    if (!widen) EXPECT_EQ(rec->lines2.back(), nullptr);
+                    if (!widen) {
+                        EXPECT_EQ(rec->lines2.back(), nullptr);
+                    }
                 }
                 EXPECT_EQ(rec->lines.back(), widen || lent ? p->bufRead.pBuffer : own.data());
                 ExpectLine(line, DeliveredLine(0, y, width * 3), widen);
