@@ -71,16 +71,17 @@ public:
     // Slots 9 to 12 decode first, with TrimmingDecode, into temporary containers (without a
     // request: 32-bit native RGB lines, the port's layout), then draw them as slot 13 does.
     // Here the integers are the decode's two rectangles, left, top, right, bottom with
-    // inclusive edges. The first selects the part of the image: each selected line is cut to
-    // the columns left to right and then squeezed, by picking pixels without filtering, to
-    // the second rectangle's width; output line y takes the selected line
-    // top + truncate(y * selected height / output height). The second rectangle gives only the
-    // size of the decoded picture. The picture is then drawn with the first rectangle as both
-    // source and destination, read as a port rectangle (right and bottom exclusive): the
-    // picture's pixels inside it land at the same coordinates of the port. So equal
-    // rectangles (0, 0, w - 1, h - 1) draw the selection's first w - 1 columns of its first
-    // h - 1 lines at the port's origin, and a first rectangle that the decoded picture does
-    // not cover, or that leaves the port, is refused before decoding begins.
+    // inclusive edges. The first gives the size of the decoded picture; the second selects
+    // the part of the image: each selected line is cut to the columns left to right and then
+    // squeezed, by picking pixels without filtering, to the first rectangle's width; output
+    // line y takes the selected line top + truncate(y * selected height / output height).
+    // The picture is then drawn with the first rectangle as both source and destination, read
+    // as a port rectangle (right and bottom exclusive): the picture's pixels inside it land at
+    // the same coordinates of the port. So a first rectangle (0, 0, w - 1, h - 1) scales the
+    // selection, up or down, to w x h and draws its first w - 1 columns of its first h - 1
+    // lines at the port's origin. The decoded picture covers the first rectangle only when
+    // its left and top are 0 or 1; any other, one that leaves the port, and an empty
+    // selection are refused before decoding begins.
     /* 9 */ virtual int32_t GetImage(const char* path, OpaqueGrafPtr* port, int32_t l1, int32_t t1,
                                      int32_t r1, int32_t b1, int32_t l2, int32_t t2, int32_t r2,
                                      int32_t b2) = 0;

@@ -23,11 +23,11 @@
 // started from inside a decode of the same macro) is refused.
 //
 // TrimmingDecode reads its two rectangles (left, top, right, bottom, inclusive) this way: the
-// first selects the part of the source, the second gives the output size. Each selected line
-// is cut to the first rectangle's columns and then squeezed (pixels picked, no filtering) to
-// the second rectangle's width; output line y takes the selected line truncate(y * selected
-// height / output height). When both rectangles have the same size the selection is copied
-// unchanged.
+// first gives the output size, the second selects the part of the source, so that a port
+// entry can draw the result into its first rectangle. Each selected line is cut to the second
+// rectangle's columns and then squeezed (pixels picked, no filtering) to the first
+// rectangle's width; output line y takes the selected line truncate(y * selected height /
+// output height). When both rectangles have the same size the selection is copied unchanged.
 #ifndef VANDREL_MACRO_UTILMACRO_H
 #define VANDREL_MACRO_UTILMACRO_H
 

@@ -349,16 +349,16 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
     DecodeFrame frame(*this, handle, request);
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
-    // The selection of the source, and the output size.
-    const CUImageInfo cut = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
-    const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
-    const CUImageInfo out = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
+    // The output size, and the selection of the source.
+    const CUImageInfo out = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
     const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
+    const CUImageInfo cut = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
+    const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
     const uint32_t inc = frame.LineIncrement(1, out.lHeight);
 
     FilledContainers filled(dst);
     const int32_t status = Guarded([&]() -> int32_t {
-        const bool inside = l1 >= 0 && t1 >= 0 && r1 < info.lWidth && b1 < info.lHeight &&
+        const bool inside = l2 >= 0 && t2 >= 0 && r2 < info.lWidth && b2 < info.lHeight &&
                             cut.lWidth >= 1 && cut.lHeight >= 1;
         if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
         bool canSeek = false;
@@ -379,14 +379,14 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
         LinePicker picker(*this, m_service, handle, canSeek);
         const double step = double(cut.lHeight) / double(out.lHeight);
         for (int32_t y = 0; y < out.lHeight; ++y) {
-            const int32_t r = picker.Pick(t1 + int32_t(double(y) * step));
+            const int32_t r = picker.Pick(t2 + int32_t(double(y) * step));
             if (VxIsFailure(r)) return r;
             const auto* line = static_cast<const unsigned char*>(picker.Line());
-            SqueezeLine(cut, out, line + int64_t(l1) * pixelBytes, buffer.data());
+            SqueezeLine(cut, out, line + int64_t(l2) * pixelBytes, buffer.data());
             if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
             if (withAlpha && picker.AlphaLine() != nullptr) {
                 const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
-                SqueezeLine(cutAlpha, outAlpha, alphaLine + int64_t(l1) * alphaPixelBytes,
+                SqueezeLine(cutAlpha, outAlpha, alphaLine + int64_t(l2) * alphaPixelBytes,
                             alphaBuffer.data());
                 if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
                     return kVxErrMacroSqueezeLine;

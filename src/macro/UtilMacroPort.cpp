@@ -213,13 +213,15 @@ int32_t CUtilMacro::GetImage(int32_t handle, const CURequest& request, OpaqueGra
                              int32_t l1, int32_t t1, int32_t r1, int32_t b1, int32_t l2, int32_t t2,
                              int32_t r2, int32_t b2) {
     if (m_service == nullptr || !IsThirtyTwoBitPort(port)) return kVxErrMacroUnsupported;
-    // The decoded picture has the second rectangle's size and is drawn with the first
-    // rectangle as both source and destination: refuse what the drawing would refuse before
-    // a single line is decoded.
+    // The second rectangle selects, the first sizes the decoded picture, which is then drawn
+    // with the first rectangle as both source and destination (its pixels land at their own
+    // coordinates in the port). Refuse an empty selection and what the drawing would refuse
+    // before a single line is decoded.
     Rect drawn;
     SetRect(&drawn, l1, t1, r1, b1);
-    const int64_t decodedWidth = int64_t(r2) - l2 + 1, decodedHeight = int64_t(b2) - t2 + 1;
-    if (decodedWidth < 1 || decodedHeight < 1 || decodedWidth >= INT32_MAX ||
+    const int64_t decodedWidth = int64_t(r1) - l1 + 1, decodedHeight = int64_t(b1) - t1 + 1;
+    const bool selects = int64_t(r2) - l2 + 1 >= 1 && int64_t(b2) - t2 + 1 >= 1;
+    if (!selects || decodedWidth < 1 || decodedHeight < 1 || decodedWidth >= INT32_MAX ||
         decodedHeight >= INT32_MAX ||
         !AreDrawable(drawn, drawn, int32_t(decodedWidth), int32_t(decodedHeight), port))
         return kVxErrMacroUnsupported;

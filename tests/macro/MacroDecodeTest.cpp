@@ -176,14 +176,14 @@ TEST(SqueezeLine, PicksWholePixelsForEveryLayoutAndIgnoresOthers) {
     EXPECT_EQ(std::vector<unsigned char>(out, out + 8), std::vector<unsigned char>(8, 0));
 }
 
-TEST_F(MacroDecodeTest, TrimmingCutsTheFirstRectangleToTheSecondsSize) {
+TEST_F(MacroDecodeTest, TrimmingSqueezesTheSecondRectangleToTheFirstsSize) {
     service.files["big.img"] = MemImage::Make(40, 40);
     const int32_t handle = service.GetImageHandle("big.img");
     CURequest request;
     ContainerPtr dst = NewContainer();
     // Same size: a plain cut of 10 x 10 pixels from (10, 20).
     ASSERT_EQ(
-        macro->TrimmingDecode(handle, request, dst.get(), nullptr, 10, 20, 19, 29, 0, 0, 9, 9), 1);
+        macro->TrimmingDecode(handle, request, dst.get(), nullptr, 0, 0, 9, 9, 10, 20, 19, 29), 1);
     CUImageInfo info;
     dst->GetImageInfo(info);
     EXPECT_EQ(info.lWidth, 10);
@@ -201,7 +201,7 @@ TEST_F(MacroDecodeTest, TrimmingCutsTheFirstRectangleToTheSecondsSize) {
     service.canSeek = false;
     service.log = ServiceLog();
     ASSERT_EQ(
-        macro->TrimmingDecode(handle, request, half.get(), nullptr, 10, 20, 19, 29, 0, 0, 4, 4), 1);
+        macro->TrimmingDecode(handle, request, half.get(), nullptr, 0, 0, 4, 4, 10, 20, 19, 29), 1);
     half->GetImageInfo(info);
     EXPECT_EQ(info.lWidth, 5);
     EXPECT_EQ(LineOf(half.get(), 4)[3], MemImage::Sample(12, 28, 0));
@@ -211,7 +211,7 @@ TEST_F(MacroDecodeTest, TrimmingCutsTheFirstRectangleToTheSecondsSize) {
     // A selection reaching outside the image is refused and leaves nothing.
     ContainerPtr outside = NewContainer();
     EXPECT_EQ(
-        macro->TrimmingDecode(handle, request, outside.get(), nullptr, 35, 0, 40, 5, 0, 0, 5, 5),
+        macro->TrimmingDecode(handle, request, outside.get(), nullptr, 0, 0, 5, 5, 35, 0, 40, 5),
         kVxErrMacroUnsupported);
     EXPECT_EQ(outside->hasImage(), 0);
     EXPECT_EQ(request.pParamList, nullptr);

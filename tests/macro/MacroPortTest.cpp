@@ -156,7 +156,9 @@ TEST_F(MacroPortTest, ContainerRectanglesMustLieWithinTheImageAndThePort) {
     for (const Case& c : cases) {
         PortPtr port = NewPort(c.portWidth, 8);
         EXPECT_EQ(Draw(port.get(), c.source, c.destination), c.expected) << c.what;
-        if (c.expected != 1) EXPECT_TRUE(IsUntouched(port.get())) << c.what;
+        if (c.expected != 1) {
+            EXPECT_TRUE(IsUntouched(port.get())) << c.what;
+        }
     }
 }
 
@@ -244,14 +246,12 @@ TEST_F(MacroPortTest, FilesAreRefusedBeforeAnythingIsRead) {
     const Case cases[] = {
         {"16-bit port", &sixteen.port, {0, 0, 7, 5}, {0, 0, 7, 5}, 0},
         {"no port", nullptr, {0, 0, 7, 5}, {0, 0, 7, 5}, 0},
-        {"first rectangle outside a smaller decoded picture",
-         port.get(),
-         {0, 0, 7, 5},
-         {0, 0, 3, 3},
-         0},
+        // A 4 x 3 picture does not reach the port rectangle's right edge at 5.
+        {"first rectangle away from the origin", port.get(), {2, 0, 5, 2}, {0, 0, 7, 5}, 0},
         {"first rectangle outside the port", small.get(), {0, 0, 4, 4}, {0, 0, 4, 4}, 0},
+        {"empty selection", port.get(), {0, 0, 7, 5}, {3, 0, 2, 5}, 0},
         // Only the decoder knows the image's size: it is opened, but no line is read.
-        {"selection beyond the image", port.get(), {0, 0, 8, 5}, {0, 0, 8, 5}, 1},
+        {"selection beyond the image", port.get(), {0, 0, 7, 5}, {0, 0, 8, 5}, 1},
     };
     for (const Case& c : cases) {
         service.log = ServiceLog();
@@ -267,10 +267,10 @@ TEST_F(MacroPortTest, FilesAreRefusedBeforeAnythingIsRead) {
     EXPECT_EQ(macro->GetImage("missing.img", port.get(), 0, 0, 3, 3, 0, 0, 3, 3), kVxErrBadHandle);
 }
 
-// The decode-first entries: the first rectangle (inclusive) selects, the second (inclusive)
-// sizes the decoded picture, and the picture is drawn with the first rectangle, read as a
+// The decode-first entries: the first rectangle (inclusive) sizes the decoded picture, the
+// second (inclusive) selects, and the picture is drawn with the first rectangle, read as a
 // port rectangle, as both source and destination.
-TEST_F(MacroPortTest, DecodedPicturesAreDrawnWithTheFirstRectangle) {
+TEST_F(MacroPortTest, DecodedPicturesAreScaledIntoTheFirstRectangle) {
     struct Case {
         const char* what;
         Rect4 first, second;
@@ -281,9 +281,11 @@ TEST_F(MacroPortTest, DecodedPicturesAreDrawnWithTheFirstRectangle) {
         // Equal rectangles: the last column and line of the selection stay undrawn.
         {"same size", {0, 0, 7, 5}, {0, 0, 7, 5}, true, Span(0, 7), Span(0, 5)},
         {"same size without alpha", {0, 0, 7, 5}, {0, 0, 7, 5}, false, Span(0, 7), Span(0, 5)},
-        // The 4 x 3 selection at (0, 0) doubled into an 8 x 6 picture, of which (0, 0, 3, 2)
+        // The whole 8 x 6 image halved into a 4 x 3 picture, of which (0, 0, 3, 2) is drawn.
+        {"halved", {0, 0, 3, 2}, {0, 0, 7, 5}, true, {0, 2, 4}, {0, 2}},
+        // The 4 x 3 selection at (2, 1) doubled into an 8 x 6 picture, of which (0, 0, 7, 5)
         // is drawn.
-        {"doubled", {0, 0, 3, 2}, {0, 0, 7, 5}, true, {0, 0, 1}, {0, 0}},
+        {"doubled", {0, 0, 7, 5}, {2, 1, 5, 3}, true, {2, 2, 3, 3, 4, 4, 5}, {1, 1, 2, 2, 3}},
     };
     for (const Case& c : cases) {
         PortPtr port = NewPort(8, 6);
@@ -351,12 +353,19 @@ protected:
     std::string ppm;
 };
 
-TEST_F(MacroPortFileTest, APpmIsDrawnInThePortsLayout) {
+TEST_F(MacroPortFileTest, APpmIsDrawnInThePortsLayoutAndShrunk) {
     PortPtr port = NewPort(21, 16);
     ASSERT_EQ(macro->GetImage(ppm.c_str(), port.get(), 0, 0, 19, 14, 0, 0, 19, 14), 1);
     ExpectDrawn(
         port.get(), 0, 0, Span(0, 19), Span(0, 14),
         [this](int32_t x, int32_t y) { return Native(x, y); }, "same size");
+
+    // The whole 20 x 15 file shrunk to 5 x 3: every fourth column, every fifth line.
+    PortPtr shrunk = NewPort(5, 3);
+    ASSERT_EQ(macro->GetImage(ppm.c_str(), shrunk.get(), 0, 0, 4, 2, 0, 0, 19, 14), 1);
+    ExpectDrawn(
+        shrunk.get(), 0, 0, {0, 4, 8, 12}, {0, 5},
+        [this](int32_t x, int32_t y) { return Native(x, y); }, "shrunk");
 }
 
 TEST_F(MacroPortFileTest, ADecodedPpmIsDrawnScaledUpToItsRightEdge) {
