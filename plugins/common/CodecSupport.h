@@ -32,11 +32,44 @@ inline int32_t CheckWriteSize(int32_t width, int32_t height, int32_t maxSide = 0
     return 1;
 }
 
+// The samples a writer stores for the depth of a request: 8 and 16 bits are grey, 24 and 48 RGB.
+struct WrittenSamples {
+    int channels;
+    int bits;  // per sample: 8 or 16
+};
+
+// False for a depth no writer of this tree stores.
+inline bool SamplesForDepth(int32_t depth, WrittenSamples* samples) {
+    if (depth != 8 && depth != 16 && depth != 24 && depth != 48) return false;
+    samples->channels = depth <= 16 ? 1 : 3;
+    samples->bits = depth == 16 || depth == 48 ? 16 : 8;
+    return true;
+}
+
 inline bool HostIsLittleEndian() {
     const uint16_t probe = 1;
     unsigned char first;
     std::memcpy(&first, &probe, 1);
     return first == 1;
+}
+
+// Calls test with each entry of a ';'-separated list, cut to 63 characters and terminated, until
+// it answers true; false when no entry does.
+template <typename Test>
+bool AnyListEntry(const char* list, Test test) {
+    const char* entry = list;
+    while (*entry != 0) {
+        const char* end = std::strchr(entry, ';');
+        size_t length = end != nullptr ? size_t(end - entry) : std::strlen(entry);
+        char buffer[64];
+        size_t kept = length < sizeof buffer - 1 ? length : sizeof buffer - 1;
+        std::memcpy(buffer, entry, kept);
+        buffer[kept] = 0;
+        if (test(static_cast<const char*>(buffer))) return true;
+        if (end == nullptr) break;
+        entry = end + 1;
+    }
+    return false;
 }
 
 // The extension of a path runs from the last '.' of the whole path to the end of that path
@@ -52,19 +85,9 @@ inline bool MatchesExtensionList(const char* path, const char* list) {
         std::memcpy(extension, dot, length);
         extension[length] = 0;
     }
-    const char* entry = list;
-    while (*entry != 0) {
-        const char* end = std::strchr(entry, ';');
-        size_t length = end != nullptr ? size_t(end - entry) : std::strlen(entry);
-        char buffer[64];
-        size_t kept = length < sizeof buffer - 1 ? length : sizeof buffer - 1;
-        std::memcpy(buffer, entry, kept);
-        buffer[kept] = 0;
-        if (buffer[0] == '.' && extension[0] != 0 && __stricmp(buffer, extension) == 0) return true;
-        if (end == nullptr) break;
-        entry = end + 1;
-    }
-    return false;
+    return AnyListEntry(list, [&extension](const char* entry) {
+        return entry[0] == '.' && extension[0] != 0 && __stricmp(entry, extension) == 0;
+    });
 }
 
 // True when name equals one entry of the ';' list, ignoring case and a leading dot on either
@@ -72,20 +95,10 @@ inline bool MatchesExtensionList(const char* path, const char* list) {
 inline bool NamesListEntry(const char* name, const char* list) {
     if (name == nullptr || list == nullptr || *name == 0) return false;
     if (*name == '.') ++name;
-    const char* entry = list;
-    while (*entry != 0) {
-        const char* end = std::strchr(entry, ';');
-        size_t length = end != nullptr ? size_t(end - entry) : std::strlen(entry);
-        char buffer[64];
-        size_t kept = length < sizeof buffer - 1 ? length : sizeof buffer - 1;
-        std::memcpy(buffer, entry, kept);
-        buffer[kept] = 0;
-        const char* bare = buffer[0] == '.' ? buffer + 1 : buffer;
-        if (*bare != 0 && __stricmp(bare, name) == 0) return true;
-        if (end == nullptr) break;
-        entry = end + 1;
-    }
-    return false;
+    return AnyListEntry(list, [name](const char* entry) {
+        const char* bare = entry[0] == '.' ? entry + 1 : entry;
+        return *bare != 0 && __stricmp(bare, name) == 0;
+    });
 }
 
 // Reads up to size leading bytes of a file; the count read, or -1 when it cannot be opened.

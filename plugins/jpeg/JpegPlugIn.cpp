@@ -189,7 +189,7 @@ void CmykToRgb(const unsigned char* cmyk, unsigned char* rgb, JDIMENSION width, 
 
 }  // namespace
 
-CJpegPlugIn::CJpegPlugIn() : CPlugInBase(kJpegIdentity) {}
+CJpegPlugIn::CJpegPlugIn() : CReaderWriterPlugIn(kJpegIdentity) {}
 
 CJpegPlugIn::~CJpegPlugIn() {
     Close();
@@ -226,14 +226,6 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
     return code;
-}
-
-int32_t CJpegPlugIn::Open(const char* mode) {
-    if (mode == nullptr) return kVxErrInvalidArgument;
-    if (m_decoder != nullptr || m_encoder != nullptr) return kVxErrCodecState;
-    if (mode[0] == 'r') return OpenForReading();
-    if (mode[0] == 'w') return OpenForWriting();
-    return kVxErrInvalidArgument;
 }
 
 int32_t CJpegPlugIn::OpenForReading() {
@@ -368,12 +360,6 @@ int32_t CJpegPlugIn::WriteLine(const void* line, const void*) {
     return 1;
 }
 
-int32_t CJpegPlugIn::Close() {
-    int32_t reader = CloseReader();
-    int32_t writer = CloseWriter();
-    return reader < 0 ? reader : writer;
-}
-
 int32_t CJpegPlugIn::CloseReader() {
     if (m_decoder == nullptr) return 1;
     DestroyDecoder(m_decoder);
@@ -381,7 +367,6 @@ int32_t CJpegPlugIn::CloseReader() {
     return 1;
 }
 
-// A file that did not get all its lines is removed rather than left half-written.
 int32_t CJpegPlugIn::CloseWriter() {
     JpegEncoder* e = m_encoder;
     if (e == nullptr) return 1;
@@ -397,8 +382,7 @@ int32_t CJpegPlugIn::CloseWriter() {
     jpeg_destroy_compress(&e->cinfo);
     if (std::fclose(e->file) != 0 && code == 1) code = kVxErrCodecIO;
     delete e;
-    if (code != 1) std::remove(FileName());
-    return code;
+    return KeepFileOnlyIfComplete(code);
 }
 
 }  // namespace vxcodec

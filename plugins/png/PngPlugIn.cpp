@@ -237,7 +237,7 @@ bool ReadPngProfile(const char* fileName, std::vector<unsigned char>& profile) {
 
 }  // namespace
 
-CPngPlugIn::CPngPlugIn() : CPlugInBase(kPngIdentity) {
+CPngPlugIn::CPngPlugIn() : CReaderWriterPlugIn(kPngIdentity) {
     m_version = "libpng ";
     m_version.append(png_get_libpng_ver(nullptr));
 }
@@ -272,14 +272,6 @@ int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
                   l.storedBitsPerPixel);
     DestroyDecoder(d);
     return 1;
-}
-
-int32_t CPngPlugIn::Open(const char* mode) {
-    if (mode == nullptr) return kVxErrInvalidArgument;
-    if (m_decoder != nullptr || m_encoder != nullptr) return kVxErrCodecState;
-    if (mode[0] == 'r') return OpenForReading();
-    if (mode[0] == 'w') return OpenForWriting();
-    return kVxErrInvalidArgument;
 }
 
 int32_t CPngPlugIn::OpenForReading() {
@@ -377,27 +369,10 @@ int32_t CPngPlugIn::SeekLine(int32_t line, int origin) {
 int32_t CPngPlugIn::OpenForWriting() {
     const CUImageInfo& layout = Request().info;
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
-    int colorChannels, bitDepth;
-    switch (layout.lColorDepth) {
-        case 8:
-            colorChannels = 1;
-            bitDepth = 8;
-            break;
-        case 16:
-            colorChannels = 1;
-            bitDepth = 16;
-            break;
-        case 24:
-            colorChannels = 3;
-            bitDepth = 8;
-            break;
-        case 48:
-            colorChannels = 3;
-            bitDepth = 16;
-            break;
-        default:
-            return kVxErrCodecUnsupported;
-    }
+    WrittenSamples samples;
+    if (!SamplesForDepth(layout.lColorDepth, &samples)) return kVxErrCodecUnsupported;
+    const int colorChannels = samples.channels;
+    const int bitDepth = samples.bits;
     const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
     if (size != 1) return size;
     PngEncoder* e = new (std::nothrow) PngEncoder();
@@ -457,12 +432,6 @@ int32_t CPngPlugIn::WriteLine(const void* line, const void* line2) {
     return 1;
 }
 
-int32_t CPngPlugIn::Close() {
-    int32_t reader = CloseReader();
-    int32_t writer = CloseWriter();
-    return reader < 0 ? reader : writer;
-}
-
 int32_t CPngPlugIn::CloseReader() {
     if (m_decoder == nullptr) return 1;
     DestroyDecoder(m_decoder);
@@ -470,7 +439,6 @@ int32_t CPngPlugIn::CloseReader() {
     return 1;
 }
 
-// A file that did not get all its lines is removed rather than left half-written.
 int32_t CPngPlugIn::CloseWriter() {
     PngEncoder* e = m_encoder;
     if (e == nullptr) return 1;
@@ -486,8 +454,7 @@ int32_t CPngPlugIn::CloseWriter() {
     if (e->png != nullptr) png_destroy_write_struct(&e->png, &e->info);
     if (std::fclose(e->file) != 0 && code == 1) code = kVxErrCodecIO;
     delete e;
-    if (code != 1) std::remove(FileName());
-    return code;
+    return KeepFileOnlyIfComplete(code);
 }
 
 }  // namespace vxcodec

@@ -8,25 +8,23 @@
 #include <cstdint>
 
 #include "../common/DecodeProgress.h"
-#include "../common/PlugInBase.h"
+#include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
 
 struct PngDecoder;
 struct PngEncoder;
 
-class CPngPlugIn : public CPlugInBase {
+class CPngPlugIn : public CReaderWriterPlugIn {
 public:
     CPngPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
-    /* 19 */ int32_t Open(const char* mode) override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
     /* 21 */ int32_t WriteLine(const void* line, const void* line2) override;
     /* 22 */ int32_t SeekLine(int32_t line, int origin) override;
-    /* 23 */ int32_t Close() override;
 
 protected:
     ~CPngPlugIn() override;
@@ -34,10 +32,11 @@ protected:
     PngProfileReader ProfileReader() const override;
 
 private:
-    int32_t OpenForReading();
-    int32_t OpenForWriting();
-    int32_t CloseReader();
-    int32_t CloseWriter();
+    bool IsOpen() const override { return m_decoder != nullptr || m_encoder != nullptr; }
+    int32_t OpenForReading() override;
+    int32_t OpenForWriting() override;
+    int32_t CloseReader() override;
+    int32_t CloseWriter() override;
 
     PngDecoder* m_decoder = nullptr;
     PngEncoder* m_encoder = nullptr;

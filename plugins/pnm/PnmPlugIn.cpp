@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "../common/CodecSupport.h"
 #include "vandrel/Export.h"
 #include "vandrel/Status.h"
 
@@ -43,11 +44,12 @@ void CopyToFileOrder(unsigned char* dst, const unsigned char* src, int64_t sampl
     }
 }
 
-// Reads exactly size bytes at offset; false on a short file or an error.
-bool ReadAt(int fd, void* buffer, size_t size, int64_t offset) {
-    auto* p = static_cast<unsigned char*>(buffer);
+// Moves exactly size bytes at offset with transfer (pread or pwrite), going on after short
+// transfers and interruptions; false on a short file or an error.
+template <typename Byte, typename Transfer>
+bool TransferAll(Transfer transfer, int fd, Byte* p, size_t size, int64_t offset) {
     while (size > 0) {
-        ssize_t n = ::pread(fd, p, size, off_t(offset));
+        ssize_t n = transfer(fd, p, size, off_t(offset));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return false;
         p += n;
@@ -57,17 +59,12 @@ bool ReadAt(int fd, void* buffer, size_t size, int64_t offset) {
     return true;
 }
 
+bool ReadAt(int fd, void* buffer, size_t size, int64_t offset) {
+    return TransferAll(::pread, fd, static_cast<unsigned char*>(buffer), size, offset);
+}
+
 bool WriteAt(int fd, const void* buffer, size_t size, int64_t offset) {
-    auto* p = static_cast<const unsigned char*>(buffer);
-    while (size > 0) {
-        ssize_t n = ::pwrite(fd, p, size, off_t(offset));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n;
-        size -= size_t(n);
-        offset += n;
-    }
-    return true;
+    return TransferAll(::pwrite, fd, static_cast<const unsigned char*>(buffer), size, offset);
 }
 
 int OpenFile(const char* path, int flags) {
@@ -233,26 +230,10 @@ int32_t CPnmPlugIn::WriterLayout(CPnmHeader* header) const {
     if (info.lWidth < 1 || info.lHeight < 1) return kVxErrCodecUnsupported;
     if (info.lWidth > CPnmHeader::kMaxSide || info.lHeight > CPnmHeader::kMaxSide)
         return kVxErrCodecTooLarge;
-    switch (info.lColorDepth) {
-        case 8:
-            header->lChannels = 1;
-            header->lMaxValue = 255;
-            break;
-        case 16:
-            header->lChannels = 1;
-            header->lMaxValue = 65535;
-            break;
-        case 24:
-            header->lChannels = 3;
-            header->lMaxValue = 255;
-            break;
-        case 48:
-            header->lChannels = 3;
-            header->lMaxValue = 65535;
-            break;
-        default:
-            return kVxErrCodecUnsupported;
-    }
+    vxcodec::WrittenSamples samples;
+    if (!vxcodec::SamplesForDepth(info.lColorDepth, &samples)) return kVxErrCodecUnsupported;
+    header->lChannels = samples.channels;
+    header->lMaxValue = samples.bits == 16 ? 65535 : 255;
     const char* format = Request().strFormatName;
     if (SameName(format, "PPM") && header->lChannels != 3) return kVxErrCodecUnsupported;
     if (SameName(format, "PGM") && header->lChannels != 1) return kVxErrCodecUnsupported;
@@ -334,21 +315,9 @@ int32_t CPnmPlugIn::WriteLine(const void* line, const void*) {
 
 int32_t CPnmPlugIn::SeekLine(int32_t line, int origin) {
     if (m_mode == kClosed) return kVxErrCodecState;
-    int64_t base;
-    switch (origin) {
-        case kFromStart:
-            base = 0;
-            break;
-        case kFromEnd:
-            base = m_header.lHeight;
-            break;
-        case kFromCurrent:
-            base = m_line;
-            break;
-        default:
-            return kVxErrInvalidArgument;
-    }
-    int64_t target = base + line;
+    if (origin != kFromStart && origin != kFromCurrent && origin != kFromEnd)
+        return kVxErrInvalidArgument;
+    const int64_t target = vxcodec::SeekTarget(line, origin, m_line, m_header.lHeight);
     if (target < 0 || target > m_header.lHeight) return kVxErrCannotSeek;
     m_line = int32_t(target);
     return 1;

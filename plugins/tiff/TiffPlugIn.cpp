@@ -284,7 +284,7 @@ template <typename Sample>
 void AssembleLine(const TiffDecoder* d, uint32_t r, unsigned char* rgb, unsigned char* alpha) {
     const Shape& s = d->shape;
     const size_t bytes = sizeof(Sample);
-    const unsigned char* channel[5];
+    const unsigned char* channel[5] = {};
     size_t stride;
     for (int c = 0; c <= s.colorSamples && c < s.samplesPerPixel; ++c) {
         if (d->planes > 1) {
@@ -333,7 +333,7 @@ void AssembleLine(const TiffDecoder* d, uint32_t r, unsigned char* rgb, unsigned
 
 }  // namespace
 
-CTiffPlugIn::CTiffPlugIn() : CPlugInBase(kTiffIdentity) {
+CTiffPlugIn::CTiffPlugIn() : CReaderWriterPlugIn(kTiffIdentity) {
     // The library's version text runs over several lines; the first names it.
     const char* text = TIFFGetVersion();
     char first[128];
@@ -372,14 +372,6 @@ int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
                   s.samplesPerPixel * s.bitsPerSample);
     DestroyDecoder(d);
     return 1;
-}
-
-int32_t CTiffPlugIn::Open(const char* mode) {
-    if (mode == nullptr) return kVxErrInvalidArgument;
-    if (m_decoder != nullptr || m_encoder != nullptr) return kVxErrCodecState;
-    if (mode[0] == 'r') return OpenForReading();
-    if (mode[0] == 'w') return OpenForWriting();
-    return kVxErrInvalidArgument;
 }
 
 int32_t CTiffPlugIn::OpenForReading() {
@@ -428,27 +420,10 @@ int32_t CTiffPlugIn::SeekLine(int32_t line, int origin) {
 int32_t CTiffPlugIn::OpenForWriting() {
     const CUImageInfo& layout = Request().info;
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
-    int colorChannels, bitDepth;
-    switch (layout.lColorDepth) {
-        case 8:
-            colorChannels = 1;
-            bitDepth = 8;
-            break;
-        case 16:
-            colorChannels = 1;
-            bitDepth = 16;
-            break;
-        case 24:
-            colorChannels = 3;
-            bitDepth = 8;
-            break;
-        case 48:
-            colorChannels = 3;
-            bitDepth = 16;
-            break;
-        default:
-            return kVxErrCodecUnsupported;
-    }
+    WrittenSamples samples;
+    if (!SamplesForDepth(layout.lColorDepth, &samples)) return kVxErrCodecUnsupported;
+    const int colorChannels = samples.channels;
+    const int bitDepth = samples.bits;
     const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
     if (size != 1) return size;
     TiffEncoder* e = new (std::nothrow) TiffEncoder();
@@ -514,12 +489,6 @@ int32_t CTiffPlugIn::WriteLine(const void* line, const void* line2) {
     return 1;
 }
 
-int32_t CTiffPlugIn::Close() {
-    int32_t reader = CloseReader();
-    int32_t writer = CloseWriter();
-    return reader < 0 ? reader : writer;
-}
-
 int32_t CTiffPlugIn::CloseReader() {
     if (m_decoder == nullptr) return 1;
     DestroyDecoder(m_decoder);
@@ -527,7 +496,6 @@ int32_t CTiffPlugIn::CloseReader() {
     return 1;
 }
 
-// A file that did not get all its lines is removed rather than left half-written.
 int32_t CTiffPlugIn::CloseWriter() {
     TiffEncoder* e = m_encoder;
     if (e == nullptr) return 1;
@@ -543,8 +511,7 @@ int32_t CTiffPlugIn::CloseWriter() {
     TIFFClose(e->tif);
     if (e->messages.errors > 0 && code == 1) code = kVxErrCodecIO;
     delete e;
-    if (code != 1) std::remove(FileName());
-    return code;
+    return KeepFileOnlyIfComplete(code);
 }
 
 }  // namespace vxcodec

@@ -284,12 +284,8 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
                               EXBICUBIC_HANDLE** handle, EXRESIZE_METHOD method) {
     if (handle == nullptr || !IsUsablePair(source, destination) || method < 2 || method > 7)
         return kErrArgument;
-    auto* h = static_cast<EXBICUBIC_HANDLE*>(AllocZeroed(sizeof(EXBICUBIC_HANDLE)));
+    auto* h = NewEngineHandle<EXBICUBIC_HANDLE>(source, destination);
     if (h == nullptr) return kErrMemory;
-    h->source = *source;
-    h->destination = *destination;
-    ComponentPositions(source->ulFormat, h->lComponent);
-    h->lChannels = ChannelsOf(source->ulFormat);
     const size_t slot =
         CheckedBytes(int64_t(source->lWidth) * h->lChannels, KernelSampleBytes(source->ulFormat));
     h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 4)));

@@ -253,13 +253,9 @@ extern "C" {
 int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destination,
                                EXBILINEAR_HANDLE** handle) {
     if (handle == nullptr || !IsUsablePair(source, destination)) return kErrArgument;
-    auto* h = static_cast<EXBILINEAR_HANDLE*>(AllocZeroed(sizeof(EXBILINEAR_HANDLE)));
+    auto* h = NewEngineHandle<EXBILINEAR_HANDLE>(source, destination);
     if (h == nullptr) return kErrMemory;
-    h->source = *source;
-    h->destination = *destination;
-    ComponentPositions(source->ulFormat, h->lComponent);
-    const int32_t ch = ChannelsOf(source->ulFormat);
-    h->lChannels = ch;
+    const int32_t ch = h->lChannels;
     h->lStrategy = StrategyFor(source->lWidth, destination->lWidth);
     // One spare pixel per slot: the right neighbour of the last column, always weighted 0.
     const size_t slot =

@@ -94,12 +94,8 @@ extern "C" {
 int32_t ExCreateNearestHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destination,
                               EXNEAREST_HANDLE** handle) {
     if (handle == nullptr || !IsUsablePair(source, destination)) return kErrArgument;
-    auto* h = static_cast<EXNEAREST_HANDLE*>(AllocZeroed(sizeof(EXNEAREST_HANDLE)));
+    auto* h = NewEngineHandle<EXNEAREST_HANDLE>(source, destination);
     if (h == nullptr) return kErrMemory;
-    h->source = *source;
-    h->destination = *destination;
-    ComponentPositions(source->ulFormat, h->lComponent);
-    h->lChannels = ChannelsOf(source->ulFormat);
     h->pLine = static_cast<unsigned char*>(AllocZeroed(
         CheckedBytes(int64_t(source->lWidth) * h->lChannels, KernelSampleBytes(source->ulFormat))));
     h->pColumnMap = BuildNearestMap(source->lWidth, destination->lWidth);

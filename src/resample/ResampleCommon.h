@@ -77,6 +77,19 @@ inline void* AllocZeroed(size_t bytes) {
     return block;
 }
 
+// A zeroed engine handle that already knows both images, where each component sits and how
+// many samples a pixel has; null when memory runs out.
+template <typename Handle>
+Handle* NewEngineHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destination) {
+    auto* h = static_cast<Handle*>(AllocZeroed(sizeof(Handle)));
+    if (h == nullptr) return nullptr;
+    h->source = *source;
+    h->destination = *destination;
+    ComponentPositions(source->ulFormat, h->lComponent);
+    h->lChannels = ChannelsOf(source->ulFormat);
+    return h;
+}
+
 // floor(index × numerator / denominator) with a 64-bit intermediate; a denominator of 0
 // (a one-pixel destination reached by calling an engine directly) maps everything to 0.
 inline int32_t ScaledPosition(int64_t index, int64_t numerator, int64_t denominator) {
