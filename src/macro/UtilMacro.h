@@ -145,6 +145,8 @@ public:
     int32_t ChkSeek(int32_t handle, bool& canSeek);
     // Reads and discards count lines; the last ReadLine result (1 for count <= 0).
     int32_t DummyReadLine(int32_t handle, int32_t count);
+    // Containers of the macro's sizing; kVxErrMacroEngines when it cannot be made.
+    int32_t CreateContainer(IUtilContainerIF* container, const CUImageInfo& info) const;
 
     // --- Decode pipelines (file to containers). ---
     int32_t DecodeImage(int32_t handle, CURequest& request, IUtilContainerIF* dst,
@@ -227,8 +229,6 @@ private:
 
     // Line-pointer form of both planes of the open read; the code of ReadLine.
     int32_t ReadBothPlanes(int32_t handle, void*& line, void*& alphaLine);
-    // Containers of the macro's sizing; kVxErrMacroEngines when it cannot be made.
-    int32_t CreateContainer(IUtilContainerIF* container, const CUImageInfo& info) const;
 
     IVandrelIF* m_service = nullptr;
     IUtilRotateIF* m_rotateA = nullptr;

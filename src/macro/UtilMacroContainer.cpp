@@ -154,13 +154,13 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
 int32_t CUtilMacro::ResizeAndRotate(CURequest& request, const IUtilContainerIF* src,
                                     const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                     IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     // Rotating first keeps the resize the last word on the output size.
-    r = RotateImage(request, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = ResizeImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccess,
+        [&](auto* image, auto* alpha) { return RotateImage(request, src, srcAlpha, image, alpha); },
+        [&](auto* image, auto* alpha) {
+            return ResizeImage(request, image, alpha, dst, dstAlpha);
+        });
 }
 
 // --- Depth and colour space. ---

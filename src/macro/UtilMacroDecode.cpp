@@ -102,17 +102,38 @@ private:
 
 namespace {
 
-// Containers a pipeline filled, emptied again when it fails so that nothing partial is left.
-class FilledContainers {
+// The containers a decode fills: the image always, the alpha plane when the file has one, the
+// caller gave a container for it and the request does not skip it. Whatever the decode had
+// begun to fill is emptied again when it fails, so that nothing partial is left.
+class DecodeTargets {
 public:
-    explicit FilledContainers(IUtilContainerIF* image, IUtilContainerIF* alpha = nullptr)
-        : m_image(image), m_alpha(alpha) {}
-    void ClearIfFailed(int32_t status) const { vxmacro::ClearIfFailed(status, m_image, m_alpha); }
-    void SetAlpha(IUtilContainerIF* alpha) { m_alpha = alpha; }
+    DecodeTargets(const CUtilMacro& macro, const CURequest& request, const CUImageInfo& alphaInfo,
+                  IUtilContainerIF* image, IUtilContainerIF* alpha)
+        : m_macro(macro),
+          m_image(image),
+          m_alpha(alpha),
+          m_keepsAlpha(alpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0) {}
+
+    bool KeepsAlpha() const { return m_keepsAlpha; }
+
+    // 1, or kVxErrMacroEngines when a container cannot be made.
+    int32_t Create(const CUImageInfo& out, const CUImageInfo& alphaOut) {
+        if (m_macro.CreateContainer(m_image, out) < 1) return kVxErrMacroEngines;
+        if (!m_keepsAlpha) return 1;
+        m_filledAlpha = m_alpha;
+        return m_macro.CreateContainer(m_alpha, alphaOut) < 1 ? kVxErrMacroEngines : 1;
+    }
+
+    void ClearIfFailed(int32_t status) const {
+        vxmacro::ClearIfFailed(status, m_image, m_filledAlpha);
+    }
 
 private:
+    const CUtilMacro& m_macro;
     IUtilContainerIF* m_image;
     IUtilContainerIF* m_alpha;
+    IUtilContainerIF* m_filledAlpha = nullptr;  // once its creation was tried
+    const bool m_keepsAlpha;
 };
 
 }  // namespace
@@ -128,16 +149,11 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     const uint32_t inc = frame.LineIncrement(1, info.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = [&]() -> int32_t {
-        if (CreateContainer(dst, info) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, alphaInfo) < 1) return kVxErrMacroEngines;
-        }
-        int32_t r = 1;
+        int32_t r = targets.Create(info, alphaInfo);
+        if (r < 1) return r;
         for (int32_t y = 0; y < info.lHeight; ++y) {
             void* line;
             void* alphaLine;
@@ -151,7 +167,7 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
         if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
         return r;
     }();
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -164,21 +180,16 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     const uint32_t inc = frame.LineIncrement(2, info.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
     bool resizingImage = false;
     bool resizingAlpha = false;
     const int32_t status = [&]() -> int32_t {
         const int32_t width = request.info.lWidth;
         const int32_t height = request.info.lHeight;
-        if (CreateContainer(dst, Resized(info, width, height)) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, Resized(alphaInfo, width, height)) < 1)
-                return kVxErrMacroEngines;
-        }
-        int32_t r = m_resizeA->BeginResize(info, request);
+        int32_t r = targets.Create(Resized(info, width, height), Resized(alphaInfo, width, height));
+        if (r < 1) return r;
+        r = m_resizeA->BeginResize(info, request);
         if (r < 0) return r;
         resizingImage = true;
         if (withAlpha) {
@@ -208,7 +219,7 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
     }();
     if (resizingImage) m_resizeA->EndResize();
     if (resizingAlpha) m_resizeB->EndResize();
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -257,8 +268,11 @@ namespace {
 // reading and discarding lines otherwise, and reads each needed line once.
 class LinePicker {
 public:
-    LinePicker(CUtilMacro& macro, IVandrelIF* service, int32_t handle, bool canSeek)
-        : m_macro(macro), m_service(service), m_handle(handle), m_canSeek(canSeek) {}
+    LinePicker(CUtilMacro& macro, IVandrelIF* service, int32_t handle)
+        : m_macro(macro), m_service(service), m_handle(handle) {}
+
+    // Finds out whether the source can seek; the code of ChkSeek.
+    int32_t CheckSeek() { return m_macro.ChkSeek(m_handle, m_canSeek); }
 
     // Makes `line` the current one; 1 or a warning, or the failing code.
     int32_t Pick(int32_t line) {
@@ -285,7 +299,7 @@ private:
     CUtilMacro& m_macro;
     IVandrelIF* m_service;
     const int32_t m_handle;
-    const bool m_canSeek;
+    bool m_canSeek = false;
     int32_t m_current = -1;  // the line held
     int32_t m_next = 0;      // the line the next read delivers
     void* m_line = nullptr;
@@ -304,23 +318,18 @@ int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilConta
     const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
     const uint32_t inc = frame.LineIncrement(2, out.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = Guarded([&]() -> int32_t {
         if (out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroNoImage;
-        bool canSeek = false;
-        const int32_t seek = ChkSeek(handle, canSeek);
+        LinePicker picker(*this, m_service, handle);
+        const int32_t seek = picker.CheckSeek();
         if (seek < 0) return seek;
-        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
-        }
+        const int32_t created = targets.Create(out, outAlpha);
+        if (created < 1) return created;
         std::vector<unsigned char> buffer = LineBuffer(out);
         std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
 
-        LinePicker picker(*this, m_service, handle, canSeek);
         const double step = double(info.lHeight) / double(out.lHeight);
         for (int32_t y = 0; y < out.lHeight; ++y) {
             const int32_t r = picker.Pick(int32_t(double(y) * step));
@@ -337,7 +346,7 @@ int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilConta
         if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
         return picker.LastRead();
     });
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -356,27 +365,22 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
     const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
     const uint32_t inc = frame.LineIncrement(1, out.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = Guarded([&]() -> int32_t {
         const bool inside = l2 >= 0 && t2 >= 0 && r2 < info.lWidth && b2 < info.lHeight &&
                             cut.lWidth >= 1 && cut.lHeight >= 1;
         if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
-        bool canSeek = false;
-        const int32_t seek = ChkSeek(handle, canSeek);
+        LinePicker picker(*this, m_service, handle);
+        const int32_t seek = picker.CheckSeek();
         if (seek < 0) return seek;
-        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
-        }
+        const int32_t created = targets.Create(out, outAlpha);
+        if (created < 1) return created;
         std::vector<unsigned char> buffer = LineBuffer(out);
         std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
         const int32_t pixelBytes = info.lColorDepth >> 3;
         const int32_t alphaPixelBytes = alphaInfo.lColorDepth >> 3;
 
-        LinePicker picker(*this, m_service, handle, canSeek);
         const double step = double(cut.lHeight) / double(out.lHeight);
         for (int32_t y = 0; y < out.lHeight; ++y) {
             const int32_t r = picker.Pick(t2 + int32_t(double(y) * step));
@@ -396,7 +400,7 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
         if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
         return picker.LastRead();
     });
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -405,31 +409,33 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
 
 int32_t CUtilMacro::DecodeAndRotate(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                     IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeImage(handle, request, image, alpha); },
+        [&](auto* image, auto* alpha) {
+            return RotateImage(request, image, alpha, dst, dstAlpha);
+        });
 }
 
 int32_t CUtilMacro::DecodeImageToResizeAndRotate(int32_t handle, CURequest& request,
                                                  IUtilContainerIF* dst,
                                                  IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return ResizeAndRotate(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeImage(handle, request, image, alpha); },
+        [&](auto* image, auto* alpha) {
+            return ResizeAndRotate(request, image, alpha, dst, dstAlpha);
+        });
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateImage(int32_t handle, CURequest& request,
                                               IUtilContainerIF* dst, IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeResizeOrSqueeze(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) {
+            return DecodeResizeOrSqueeze(handle, request, image, alpha);
+        },
+        [&](auto* image, auto* alpha) {
+            return RotateImage(request, image, alpha, dst, dstAlpha);
+        });
 }

@@ -213,78 +213,64 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
 int32_t CUtilMacro::RotateImageToResizeEncode(const char* dstPath, CURequest& request,
                                               const IUtilContainerIF* src,
                                               const IUtilContainerIF* srcAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = RotateImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccess,
+        [&](auto* image, auto* alpha) { return RotateImage(copy, src, srcAlpha, image, alpha); },
+        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::ResizeImageToRotateEncode(const char* dstPath, CURequest& request,
                                               const IUtilContainerIF* src,
                                               const IUtilContainerIF* srcAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = ResizeImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccess,
+        [&](auto* image, auto* alpha) { return ResizeImage(copy, src, srcAlpha, image, alpha); },
+        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::DecodeImageToResizeEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeImage(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::DecodeResizeToEncodeImage(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = EncodeImage(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeResizeOrSqueeze(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return EncodeImage(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::DecodeImageToRotateEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeImage(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::DecodeAndRotateToResizeEncode(int32_t handle, const char* dstPath,
                                                   CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = DecodeAndRotate(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeAndRotate(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateEncode(int32_t handle, const char* dstPath,
                                                CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     CURequest copy(request);
-    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return DecodeResizeOrSqueeze(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
 }
