@@ -145,8 +145,6 @@ public:
     int32_t ChkSeek(int32_t handle, bool& canSeek);
     // Reads and discards count lines; the last ReadLine result (1 for count <= 0).
     int32_t DummyReadLine(int32_t handle, int32_t count);
-    // Containers of the macro's sizing; kVxErrMacroEngines when it cannot be made.
-    int32_t CreateContainer(IUtilContainerIF* container, const CUImageInfo& info) const;
 
     // --- Decode pipelines (file to containers). ---
     int32_t DecodeImage(int32_t handle, CURequest& request, IUtilContainerIF* dst,
@@ -226,9 +224,37 @@ public:
 
 private:
     class DecodeFrame;
+    class DecodeTargets;
+    struct PickedArea;
+
+    // Squeezes the lines of area picked from the open read into the targets: output line y
+    // takes line top + truncate(y * selected height / output height). The last read's result,
+    // or the failing code.
+    int32_t PickAndSqueeze(int32_t handle, const PickedArea& area, DecodeTargets& targets,
+                           uint32_t inc, uint32_t stageSteps);
+
+    // The steps a chain through temporary containers joins.
+    using DecodeStep = int32_t (CUtilMacro::*)(int32_t, CURequest&, IUtilContainerIF*,
+                                               IUtilContainerIF*);
+    using TransformStep = int32_t (CUtilMacro::*)(CURequest&, const IUtilContainerIF*,
+                                                  const IUtilContainerIF*, IUtilContainerIF*,
+                                                  IUtilContainerIF*);
+    using EncodeStep = int32_t (CUtilMacro::*)(const char*, CURequest&, const IUtilContainerIF*,
+                                               const IUtilContainerIF*);
+    // The decode chains share the caller's request; the encode chains work on a copy.
+    int32_t DecodeThenTransform(DecodeStep decode, TransformStep transform, int32_t handle,
+                                CURequest& request, IUtilContainerIF* dst,
+                                IUtilContainerIF* dstAlpha);
+    int32_t DecodeThenEncode(DecodeStep decode, EncodeStep encode, int32_t handle,
+                             const char* dstPath, const CURequest& request);
+    int32_t TransformThenEncode(TransformStep transform, EncodeStep encode, const char* dstPath,
+                                const CURequest& request, const IUtilContainerIF* src,
+                                const IUtilContainerIF* srcAlpha);
 
     // Line-pointer form of both planes of the open read; the code of ReadLine.
     int32_t ReadBothPlanes(int32_t handle, void*& line, void*& alphaLine);
+    // Containers of the macro's sizing; kVxErrMacroEngines when it cannot be made.
+    int32_t CreateContainer(IUtilContainerIF* container, const CUImageInfo& info) const;
 
     IVandrelIF* m_service = nullptr;
     IUtilRotateIF* m_rotateA = nullptr;

@@ -100,12 +100,12 @@ private:
     int32_t m_result = 0;
 };
 
-namespace {
+using namespace vxmacro;
 
 // The containers a decode fills: the image always, the alpha plane when the file has one, the
 // caller gave a container for it and the request does not skip it. Whatever the decode had
 // begun to fill is emptied again when it fails, so that nothing partial is left.
-class DecodeTargets {
+class CUtilMacro::DecodeTargets {
 public:
     DecodeTargets(const CUtilMacro& macro, const CURequest& request, const CUImageInfo& alphaInfo,
                   IUtilContainerIF* image, IUtilContainerIF* alpha)
@@ -115,6 +115,8 @@ public:
           m_keepsAlpha(alpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0) {}
 
     bool KeepsAlpha() const { return m_keepsAlpha; }
+    IUtilContainerIF* Image() const { return m_image; }
+    IUtilContainerIF* Alpha() const { return m_alpha; }
 
     // 1, or kVxErrMacroEngines when a container cannot be made.
     int32_t Create(const CUImageInfo& out, const CUImageInfo& alphaOut) {
@@ -135,10 +137,6 @@ private:
     IUtilContainerIF* m_filledAlpha = nullptr;  // once its creation was tried
     const bool m_keepsAlpha;
 };
-
-}  // namespace
-
-using namespace vxmacro;
 
 // --- Plain decode. ---
 
@@ -309,42 +307,64 @@ private:
 
 }  // namespace
 
+// The part of the source a squeeze or a trim reads, in both planes, from column `left` and
+// line `top`, and the size it is squeezed to.
+struct CUtilMacro::PickedArea {
+    CUImageInfo cut, cutAlpha;
+    CUImageInfo out, outAlpha;
+    int32_t left = 0;
+    int32_t top = 0;
+};
+
+int32_t CUtilMacro::PickAndSqueeze(int32_t handle, const PickedArea& area, DecodeTargets& targets,
+                                   uint32_t inc, uint32_t stageSteps) {
+    LinePicker picker(*this, m_service, handle);
+    const int32_t seek = picker.CheckSeek();
+    if (seek < 0) return seek;
+    const CUImageInfo& out = area.out;
+    const CUImageInfo& outAlpha = area.outAlpha;
+    const int32_t created = targets.Create(out, outAlpha);
+    if (created < 1) return created;
+    std::vector<unsigned char> buffer = LineBuffer(out);
+    std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
+    const int64_t offset = int64_t(area.left) * (area.cut.lColorDepth >> 3);
+    const int64_t alphaOffset = int64_t(area.left) * (area.cutAlpha.lColorDepth >> 3);
+
+    const double step = double(area.cut.lHeight) / double(out.lHeight);
+    for (int32_t y = 0; y < out.lHeight; ++y) {
+        const int32_t r = picker.Pick(area.top + int32_t(double(y) * step));
+        if (VxIsFailure(r)) return r;
+        const auto* line = static_cast<const unsigned char*>(picker.Line());
+        SqueezeLine(area.cut, out, line + offset, buffer.data());
+        if (targets.Image()->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+        if (targets.KeepsAlpha() && picker.AlphaLine() != nullptr) {
+            const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
+            SqueezeLine(area.cutAlpha, outAlpha, alphaLine + alphaOffset, alphaBuffer.data());
+            if (targets.Alpha()->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
+                return kVxErrMacroSqueezeLine;
+        }
+        if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+    }
+    if (!ProcessLineEnd(m_progress, stageSteps)) return kVxErrCancelled;
+    return picker.LastRead();
+}
+
 int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                   IUtilContainerIF* dstAlpha) {
     DecodeFrame frame(*this, handle, request);
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
-    const CUImageInfo out = Resized(info, request.info.lWidth, request.info.lHeight);
-    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
-    const uint32_t inc = frame.LineIncrement(2, out.lHeight);
+    PickedArea area;
+    area.cut = info;
+    area.cutAlpha = alphaInfo;
+    area.out = Resized(info, request.info.lWidth, request.info.lHeight);
+    area.outAlpha = Resized(alphaInfo, area.out.lWidth, area.out.lHeight);
+    const uint32_t inc = frame.LineIncrement(2, area.out.lHeight);
 
     DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
-    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = Guarded([&]() -> int32_t {
-        if (out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroNoImage;
-        LinePicker picker(*this, m_service, handle);
-        const int32_t seek = picker.CheckSeek();
-        if (seek < 0) return seek;
-        const int32_t created = targets.Create(out, outAlpha);
-        if (created < 1) return created;
-        std::vector<unsigned char> buffer = LineBuffer(out);
-        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
-
-        const double step = double(info.lHeight) / double(out.lHeight);
-        for (int32_t y = 0; y < out.lHeight; ++y) {
-            const int32_t r = picker.Pick(int32_t(double(y) * step));
-            if (VxIsFailure(r)) return r;
-            SqueezeLine(info, out, picker.Line(), buffer.data());
-            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
-            if (withAlpha && picker.AlphaLine() != nullptr) {
-                SqueezeLine(alphaInfo, outAlpha, picker.AlphaLine(), alphaBuffer.data());
-                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
-                    return kVxErrMacroSqueezeLine;
-            }
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
-        return picker.LastRead();
+        if (area.out.lWidth < 1 || area.out.lHeight < 1) return kVxErrMacroNoImage;
+        return PickAndSqueeze(handle, area, targets, inc, 2 * kStageSteps);
     });
     targets.ClearIfFailed(status);
     return frame.Close(status);
@@ -359,46 +379,21 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     // The output size, and the selection of the source.
-    const CUImageInfo out = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
-    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
-    const CUImageInfo cut = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
-    const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
-    const uint32_t inc = frame.LineIncrement(1, out.lHeight);
+    PickedArea area;
+    area.out = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
+    area.outAlpha = Resized(alphaInfo, area.out.lWidth, area.out.lHeight);
+    area.cut = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
+    area.cutAlpha = Resized(alphaInfo, area.cut.lWidth, area.cut.lHeight);
+    area.left = l2;
+    area.top = t2;
+    const uint32_t inc = frame.LineIncrement(1, area.out.lHeight);
 
     DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
-    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = Guarded([&]() -> int32_t {
         const bool inside = l2 >= 0 && t2 >= 0 && r2 < info.lWidth && b2 < info.lHeight &&
-                            cut.lWidth >= 1 && cut.lHeight >= 1;
-        if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
-        LinePicker picker(*this, m_service, handle);
-        const int32_t seek = picker.CheckSeek();
-        if (seek < 0) return seek;
-        const int32_t created = targets.Create(out, outAlpha);
-        if (created < 1) return created;
-        std::vector<unsigned char> buffer = LineBuffer(out);
-        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
-        const int32_t pixelBytes = info.lColorDepth >> 3;
-        const int32_t alphaPixelBytes = alphaInfo.lColorDepth >> 3;
-
-        const double step = double(cut.lHeight) / double(out.lHeight);
-        for (int32_t y = 0; y < out.lHeight; ++y) {
-            const int32_t r = picker.Pick(t2 + int32_t(double(y) * step));
-            if (VxIsFailure(r)) return r;
-            const auto* line = static_cast<const unsigned char*>(picker.Line());
-            SqueezeLine(cut, out, line + int64_t(l2) * pixelBytes, buffer.data());
-            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
-            if (withAlpha && picker.AlphaLine() != nullptr) {
-                const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
-                SqueezeLine(cutAlpha, outAlpha, alphaLine + int64_t(l2) * alphaPixelBytes,
-                            alphaBuffer.data());
-                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
-                    return kVxErrMacroSqueezeLine;
-            }
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
-        return picker.LastRead();
+                            area.cut.lWidth >= 1 && area.cut.lHeight >= 1;
+        if (!inside || area.out.lWidth < 1 || area.out.lHeight < 1) return kVxErrMacroUnsupported;
+        return PickAndSqueeze(handle, area, targets, inc, kStageSteps);
     });
     targets.ClearIfFailed(status);
     return frame.Close(status);
@@ -407,35 +402,32 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
 // --- Chains: decode into temporaries, then transform into the destination. A warning of
 // the decode lets the chain go on. ---
 
-int32_t CUtilMacro::DecodeAndRotate(int32_t handle, CURequest& request, IUtilContainerIF* dst,
-                                    IUtilContainerIF* dstAlpha) {
+int32_t CUtilMacro::DecodeThenTransform(DecodeStep decode, TransformStep transform, int32_t handle,
+                                        CURequest& request, IUtilContainerIF* dst,
+                                        IUtilContainerIF* dstAlpha) {
     return ThroughTemporaries(
         ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeImage(handle, request, image, alpha); },
+        [&](auto* image, auto* alpha) { return (this->*decode)(handle, request, image, alpha); },
         [&](auto* image, auto* alpha) {
-            return RotateImage(request, image, alpha, dst, dstAlpha);
+            return (this->*transform)(request, image, alpha, dst, dstAlpha);
         });
+}
+
+int32_t CUtilMacro::DecodeAndRotate(int32_t handle, CURequest& request, IUtilContainerIF* dst,
+                                    IUtilContainerIF* dstAlpha) {
+    return DecodeThenTransform(&CUtilMacro::DecodeImage, &CUtilMacro::RotateImage, handle, request,
+                               dst, dstAlpha);
 }
 
 int32_t CUtilMacro::DecodeImageToResizeAndRotate(int32_t handle, CURequest& request,
                                                  IUtilContainerIF* dst,
                                                  IUtilContainerIF* dstAlpha) {
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeImage(handle, request, image, alpha); },
-        [&](auto* image, auto* alpha) {
-            return ResizeAndRotate(request, image, alpha, dst, dstAlpha);
-        });
+    return DecodeThenTransform(&CUtilMacro::DecodeImage, &CUtilMacro::ResizeAndRotate, handle,
+                               request, dst, dstAlpha);
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateImage(int32_t handle, CURequest& request,
                                               IUtilContainerIF* dst, IUtilContainerIF* dstAlpha) {
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) {
-            return DecodeResizeOrSqueeze(handle, request, image, alpha);
-        },
-        [&](auto* image, auto* alpha) {
-            return RotateImage(request, image, alpha, dst, dstAlpha);
-        });
+    return DecodeThenTransform(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::RotateImage, handle,
+                               request, dst, dstAlpha);
 }

@@ -210,67 +210,69 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
 
 // --- Chains through temporary containers. ---
 
-int32_t CUtilMacro::RotateImageToResizeEncode(const char* dstPath, CURequest& request,
-                                              const IUtilContainerIF* src,
-                                              const IUtilContainerIF* srcAlpha) {
+int32_t CUtilMacro::TransformThenEncode(TransformStep transform, EncodeStep encode,
+                                        const char* dstPath, const CURequest& request,
+                                        const IUtilContainerIF* src,
+                                        const IUtilContainerIF* srcAlpha) {
     CURequest copy(request);
     return ThroughTemporaries(
         ChainOn::kSuccess,
-        [&](auto* image, auto* alpha) { return RotateImage(copy, src, srcAlpha, image, alpha); },
-        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
+        [&](auto* image, auto* alpha) {
+            return (this->*transform)(copy, src, srcAlpha, image, alpha);
+        },
+        [&](auto* image, auto* alpha) { return (this->*encode)(dstPath, copy, image, alpha); });
+}
+
+// A warning of the decode lets the chain go on.
+int32_t CUtilMacro::DecodeThenEncode(DecodeStep decode, EncodeStep encode, int32_t handle,
+                                     const char* dstPath, const CURequest& request) {
+    CURequest copy(request);
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return (this->*decode)(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return (this->*encode)(dstPath, copy, image, alpha); });
+}
+
+int32_t CUtilMacro::RotateImageToResizeEncode(const char* dstPath, CURequest& request,
+                                              const IUtilContainerIF* src,
+                                              const IUtilContainerIF* srcAlpha) {
+    return TransformThenEncode(&CUtilMacro::RotateImage, &CUtilMacro::ResizeEncode, dstPath,
+                               request, src, srcAlpha);
 }
 
 int32_t CUtilMacro::ResizeImageToRotateEncode(const char* dstPath, CURequest& request,
                                               const IUtilContainerIF* src,
                                               const IUtilContainerIF* srcAlpha) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccess,
-        [&](auto* image, auto* alpha) { return ResizeImage(copy, src, srcAlpha, image, alpha); },
-        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
+    return TransformThenEncode(&CUtilMacro::ResizeImage, &CUtilMacro::RotateEncode, dstPath,
+                               request, src, srcAlpha);
 }
 
 int32_t CUtilMacro::DecodeImageToResizeEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeImage(handle, copy, image, alpha); },
-        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
+    return DecodeThenEncode(&CUtilMacro::DecodeImage, &CUtilMacro::ResizeEncode, handle, dstPath,
+                            request);
 }
 
 int32_t CUtilMacro::DecodeResizeToEncodeImage(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeResizeOrSqueeze(handle, copy, image, alpha); },
-        [&](auto* image, auto* alpha) { return EncodeImage(dstPath, copy, image, alpha); });
+    return DecodeThenEncode(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::EncodeImage, handle,
+                            dstPath, request);
 }
 
 int32_t CUtilMacro::DecodeImageToRotateEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeImage(handle, copy, image, alpha); },
-        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
+    return DecodeThenEncode(&CUtilMacro::DecodeImage, &CUtilMacro::RotateEncode, handle, dstPath,
+                            request);
 }
 
 int32_t CUtilMacro::DecodeAndRotateToResizeEncode(int32_t handle, const char* dstPath,
                                                   CURequest& request) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeAndRotate(handle, copy, image, alpha); },
-        [&](auto* image, auto* alpha) { return ResizeEncode(dstPath, copy, image, alpha); });
+    return DecodeThenEncode(&CUtilMacro::DecodeAndRotate, &CUtilMacro::ResizeEncode, handle,
+                            dstPath, request);
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateEncode(int32_t handle, const char* dstPath,
                                                CURequest& request) {
-    CURequest copy(request);
-    return ThroughTemporaries(
-        ChainOn::kSuccessOrWarning,
-        [&](auto* image, auto* alpha) { return DecodeResizeOrSqueeze(handle, copy, image, alpha); },
-        [&](auto* image, auto* alpha) { return RotateEncode(dstPath, copy, image, alpha); });
+    return DecodeThenEncode(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::RotateEncode, handle,
+                            dstPath, request);
 }
