@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "macro/EnginePairs.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -11,6 +12,20 @@
 #include "vandrel/UtilRotateIF.h"
 
 using namespace vxmacro;
+
+namespace {
+
+// Ends a container operation's stage: what it filled is emptied again when it failed, and a
+// cancel at the stage's end turns a success into kVxErrCancelled.
+int32_t EndContainerStage(CUtilMacro& macro, int32_t status, IUtilContainerIF* dst,
+                          IUtilContainerIF* dstAlpha) {
+    const bool goOn = macro.EndProcess();
+    ClearIfFailed(status, dst, dstAlpha);
+    if (status > 0 && !goOn) return kVxErrCancelled;
+    return status;
+}
+
+}  // namespace
 
 // --- Resize. ---
 
@@ -32,30 +47,14 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
                                 IUtilContainerIF* dstAlpha) {
     if (!BeginProcess(IMacroCallback::ProcessResize)) return kVxErrCancelled;
     const CUImageInfo info = InfoOf(src);
-    int32_t r = m_resizeA->BeginResize(info, request);
-    if (r < 0) {
-        EndProcess();
-        return r;
-    }
     const bool withAlpha = HoldsImage(srcAlpha) && dstAlpha != nullptr;
-    CUImageInfo alphaInfo;
-    if (withAlpha) {
-        alphaInfo = InfoOf(srcAlpha);
-        r = m_resizeB->BeginResize(alphaInfo, request);
-        if (r < 0) {
-            m_resizeA->EndResize();
-            EndProcess();
-            return r;
-        }
-    }
-    const auto endResizers = [&] {
-        m_resizeA->EndResize();
-        if (withAlpha) m_resizeB->EndResize();
-    };
-    if (info.lHeight == 0) {
-        endResizers();
+    const CUImageInfo alphaInfo = withAlpha ? InfoOf(srcAlpha) : CUImageInfo();
+    CResizerPair resizers(m_resizeA, m_resizeB);
+    const int32_t begun = resizers.Begin(request, info, withAlpha ? &alphaInfo : nullptr);
+    if (begun < 0 || info.lHeight == 0) {
+        resizers.End();
         EndProcess();
-        return kVxErrMacroNoImage;
+        return begun < 0 ? begun : kVxErrMacroNoImage;
     }
     const uint32_t inc = kStageUnits / uint32_t(info.lHeight);
 
@@ -84,11 +83,8 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
         if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
         return 1;
     });
-    endResizers();
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    resizers.End();
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 // --- Rotate. ---
@@ -97,31 +93,16 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
                                 const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
     if (!BeginProcess(IMacroCallback::ProcessRotate)) return kVxErrCancelled;
-    int32_t r = m_rotateA->BeginRotating(src, request);
-    if (r < 0) {
-        EndProcess();
-        return r;
-    }
     const bool withAlpha = HoldsImage(srcAlpha) && dstAlpha != nullptr;
-    const auto endRotators = [&] {
-        m_rotateA->EndRotating();
-        if (withAlpha) m_rotateB->EndRotating();
-    };
+    CRotatorPair rotators(m_rotateA, m_rotateB);
+    const int32_t begun = rotators.Begin(request, src, withAlpha ? srcAlpha : nullptr);
     int32_t width = 0;
     int32_t height = 0;
-    m_rotateA->GetOutputImageSize(width, height);
-    if (withAlpha) {
-        r = m_rotateB->BeginRotating(srcAlpha, request);
-        if (r < 0) {
-            m_rotateA->EndRotating();
-            EndProcess();
-            return r;
-        }
-    }
-    if (height == 0) {
-        endRotators();
+    if (begun >= 0) m_rotateA->GetOutputImageSize(width, height);
+    if (begun < 0 || height == 0) {
+        rotators.End();
         EndProcess();
-        return kVxErrMacroNoImage;
+        return begun < 0 ? begun : kVxErrMacroNoImage;
     }
     const uint32_t inc = kStageUnits / uint32_t(height);
 
@@ -144,11 +125,8 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
         if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
         return 1;
     });
-    endRotators();
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    rotators.End();
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 int32_t CUtilMacro::ResizeAndRotate(CURequest& request, const IUtilContainerIF* src,
@@ -266,10 +244,7 @@ int32_t CUtilMacro::DepthAndSpaceConvertImage(int kind, const IUtilContainerIF* 
         if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
         return 1;
     });
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 // --- Logical and native layouts. ---

@@ -2,6 +2,7 @@
 // trimmed or rotated on the way.
 #include <vector>
 
+#include "macro/EnginePairs.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -180,21 +181,14 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
 
     DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
     const bool withAlpha = targets.KeepsAlpha();
-    bool resizingImage = false;
-    bool resizingAlpha = false;
+    CResizerPair resizers(m_resizeA, m_resizeB);
     const int32_t status = [&]() -> int32_t {
         const int32_t width = request.info.lWidth;
         const int32_t height = request.info.lHeight;
         int32_t r = targets.Create(Resized(info, width, height), Resized(alphaInfo, width, height));
         if (r < 1) return r;
-        r = m_resizeA->BeginResize(info, request);
+        r = resizers.Begin(request, info, withAlpha ? &alphaInfo : nullptr);
         if (r < 0) return r;
-        resizingImage = true;
-        if (withAlpha) {
-            r = m_resizeB->BeginResize(alphaInfo, request);
-            if (r < 0) return r;
-            resizingAlpha = true;
-        }
         int32_t outY = 0;
         int32_t outAlphaY = 0;
         for (int32_t y = 0; y < info.lHeight; ++y) {
@@ -215,8 +209,7 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
         if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
         return r;
     }();
-    if (resizingImage) m_resizeA->EndResize();
-    if (resizingAlpha) m_resizeB->EndResize();
+    resizers.End();
     targets.ClearIfFailed(status);
     return frame.Close(status);
 }
