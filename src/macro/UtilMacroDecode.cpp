@@ -2,7 +2,7 @@
 // trimmed or rotated on the way.
 #include <vector>
 
-#include "macro/EnginePairs.h"
+#include "macro/EnginePair.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -187,7 +187,7 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
         const int32_t height = request.info.lHeight;
         int32_t r = targets.Create(Resized(info, width, height), Resized(alphaInfo, width, height));
         if (r < 1) return r;
-        r = resizers.Begin(request, info, withAlpha ? &alphaInfo : nullptr);
+        r = resizers.Begin(request, info, alphaInfo, withAlpha);
         if (r < 0) return r;
         int32_t outY = 0;
         int32_t outAlphaY = 0;

@@ -3,7 +3,7 @@
 //
 // The file gets the size of the lines written: the request handed to the encoder is a copy
 // whose size is that of the output lines (the container's, the resized or the rotated size).
-#include "macro/EnginePairs.h"
+#include "macro/EnginePair.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -131,7 +131,7 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
     CResizerPair resizers(m_resizeA, m_resizeB);
     status = Guarded([&]() -> int32_t {
         if (info.lHeight == 0) return kVxErrMacroNoImage;
-        const int32_t begun = resizers.Begin(copy, info, withAlpha ? &alphaInfo : nullptr);
+        const int32_t begun = resizers.Begin(copy, info, alphaInfo, withAlpha);
         if (begun < 0) return begun;
         const uint32_t inc = 2 * (kStageUnits / uint32_t(info.lHeight));
         uint32_t acc = 0;
@@ -164,7 +164,7 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
     if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
     const bool withAlpha = HoldsImage(srcAlpha);
     CRotatorPair rotators(m_rotateA, m_rotateB);
-    const int32_t begun = rotators.Begin(copy, src, withAlpha ? srcAlpha : nullptr);
+    const int32_t begun = rotators.Begin(copy, src, srcAlpha, withAlpha);
     if (begun < 0) {
         rotators.End();
         EndProcess();
