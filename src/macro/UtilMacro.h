@@ -230,6 +230,12 @@ private:
     // Squeezes the lines of area picked from the open read into the targets: output line y
     // takes line top + truncate(y * selected height / output height). The last read's result,
     // or the failing code.
+    // Reads every line of the open decode and hands both planes to store(y, line, alphaLine),
+    // one progress step each; the last read's result (a warning included), the first negative
+    // code of store, or the failing code of a read.
+    template <typename Store>
+    int32_t ReadEachLine(int32_t handle, int32_t height, uint32_t inc, uint32_t stageSteps,
+                         Store store);
     int32_t PickAndSqueeze(int32_t handle, const PickedArea& area, DecodeTargets& targets,
                            uint32_t inc, uint32_t stageSteps);
 

@@ -141,6 +141,23 @@ private:
 
 // --- Plain decode. ---
 
+template <typename Store>
+int32_t CUtilMacro::ReadEachLine(int32_t handle, int32_t height, uint32_t inc, uint32_t stageSteps,
+                                 Store store) {
+    int32_t r = 1;
+    for (int32_t y = 0; y < height; ++y) {
+        void* line;
+        void* alphaLine;
+        r = ReadBothPlanes(handle, line, alphaLine);
+        if (r < 1 && !VxIsWarning(r)) return r;
+        const int32_t stored = store(y, line, alphaLine);
+        if (stored < 0) return stored;
+        if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+    }
+    if (!ProcessLineEnd(m_progress, stageSteps)) return kVxErrCancelled;
+    return r;
+}
+
 int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
     DecodeFrame frame(*this, handle, request);
@@ -151,20 +168,16 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
     DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
     const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = [&]() -> int32_t {
-        int32_t r = targets.Create(info, alphaInfo);
+        const int32_t r = targets.Create(info, alphaInfo);
         if (r < 1) return r;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            void* line;
-            void* alphaLine;
-            r = ReadBothPlanes(handle, line, alphaLine);
-            if (r < 1 && !VxIsWarning(r)) return r;
-            if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
-            if (withAlpha && alphaLine != nullptr && dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
-                return kVxErrMacroSetLine;
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
-        return r;
+        return ReadEachLine(handle, info.lHeight, inc, kStageSteps,
+                            [&](int32_t y, void* line, void* alphaLine) -> int32_t {
+                                if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
+                                if (withAlpha && alphaLine != nullptr &&
+                                    dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
+                                    return kVxErrMacroSetLine;
+                                return 1;
+                            });
     }();
     targets.ClearIfFailed(status);
     return frame.Close(status);
@@ -191,23 +204,13 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
         if (r < 0) return r;
         int32_t outY = 0;
         int32_t outAlphaY = 0;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            void* line;
-            void* alphaLine;
-            r = ReadBothPlanes(handle, line, alphaLine);
-            if (r < 1 && !VxIsWarning(r)) return r;
-            const int32_t lineResult = r;
-            r = ResizeLine(m_resizeA, line, dst, outY);
-            if (r < 0) return r;
-            if (withAlpha && alphaLine != nullptr) {
-                r = ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
-                if (r < 0) return r;
-            }
-            r = lineResult;
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
-        return r;
+        return ReadEachLine(handle, info.lHeight, inc, 2 * kStageSteps,
+                            [&](int32_t, void* line, void* alphaLine) {
+                                const int32_t resized = ResizeLine(m_resizeA, line, dst, outY);
+                                if (resized < 0 || !withAlpha || alphaLine == nullptr)
+                                    return resized;
+                                return ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
+                            });
     }();
     resizers.End();
     targets.ClearIfFailed(status);
