@@ -38,4 +38,23 @@ private:
     IUtilContainerIF* m_alpha = nullptr;
 };
 
+// When a chain moves on from its first step to the second.
+enum class ChainOn {
+    kSuccess,           // only a result above 0
+    kSuccessOrWarning,  // a warning of the first step too
+};
+
+// The two-step chain: `fill` writes fresh temporaries (image and, unless told otherwise, alpha),
+// `use` reads them once fill's result lets the chain go on. The result is that of the step that
+// ran last, or kVxErrMacroEngines when the temporaries cannot be made.
+template <typename Fill, typename Use>
+int32_t ThroughTemporaries(ChainOn on, Fill fill, Use use, bool withAlpha = true) {
+    CTempContainers temp;
+    int32_t r = temp.Create(withAlpha);
+    if (r < 1) return r;
+    r = fill(temp.Image(), temp.Alpha());
+    const bool goOn = on == ChainOn::kSuccess ? r > 0 : VxSucceeded(r);
+    return goOn ? use(temp.Image(), temp.Alpha()) : r;
+}
+
 #endif

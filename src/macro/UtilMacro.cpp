@@ -224,14 +224,16 @@ int32_t CUtilMacro::AnalyzeRequest(int32_t handle, const char* dstPath, const CU
             result = DepthAndSpaceConvertImage(kind, src, srcAlpha, dst, dstAlpha);
         } else {
             // Convert into temporaries first, then resize or rotate from them.
-            CTempContainers temp;
-            result = temp.Create(HoldsImage(srcAlpha));
-            if (result > 0) {
-                result = DepthAndSpaceConvertImage(kind, src, srcAlpha, temp.Image(), temp.Alpha());
-                if (result > 0)
-                    result = ProcessForDecode(kind & ~kConvMask, handle, wanted, temp.Image(),
-                                              temp.Alpha(), dst, dstAlpha);
-            }
+            result = ThroughTemporaries(
+                ChainOn::kSuccess,
+                [&](auto* image, auto* alpha) {
+                    return DepthAndSpaceConvertImage(kind, src, srcAlpha, image, alpha);
+                },
+                [&](auto* image, auto* alpha) {
+                    return ProcessForDecode(kind & ~kConvMask, handle, wanted, image, alpha, dst,
+                                            dstAlpha);
+                },
+                HoldsImage(srcAlpha));
         }
 
         if (m_callback != nullptr && m_callback->Finish() < 1) result = kVxErrCancelled;

@@ -224,6 +224,38 @@ public:
 
 private:
     class DecodeFrame;
+    class DecodeTargets;
+    struct PickedArea;
+
+    // Squeezes the lines of area picked from the open read into the targets: output line y
+    // takes line top + truncate(y * selected height / output height). The last read's result,
+    // or the failing code.
+    // Reads every line of the open decode and hands both planes to store(y, line, alphaLine),
+    // one progress step each; the last read's result (a warning included), the first negative
+    // code of store, or the failing code of a read.
+    template <typename Store>
+    int32_t ReadEachLine(int32_t handle, int32_t height, uint32_t inc, uint32_t stageSteps,
+                         Store store);
+    int32_t PickAndSqueeze(int32_t handle, const PickedArea& area, DecodeTargets& targets,
+                           uint32_t inc, uint32_t stageSteps);
+
+    // The steps a chain through temporary containers joins.
+    using DecodeStep = int32_t (CUtilMacro::*)(int32_t, CURequest&, IUtilContainerIF*,
+                                               IUtilContainerIF*);
+    using TransformStep = int32_t (CUtilMacro::*)(CURequest&, const IUtilContainerIF*,
+                                                  const IUtilContainerIF*, IUtilContainerIF*,
+                                                  IUtilContainerIF*);
+    using EncodeStep = int32_t (CUtilMacro::*)(const char*, CURequest&, const IUtilContainerIF*,
+                                               const IUtilContainerIF*);
+    // The decode chains share the caller's request; the encode chains work on a copy.
+    int32_t DecodeThenTransform(DecodeStep decode, TransformStep transform, int32_t handle,
+                                CURequest& request, IUtilContainerIF* dst,
+                                IUtilContainerIF* dstAlpha);
+    int32_t DecodeThenEncode(DecodeStep decode, EncodeStep encode, int32_t handle,
+                             const char* dstPath, const CURequest& request);
+    int32_t TransformThenEncode(TransformStep transform, EncodeStep encode, const char* dstPath,
+                                const CURequest& request, const IUtilContainerIF* src,
+                                const IUtilContainerIF* srcAlpha);
 
     // Line-pointer form of both planes of the open read; the code of ReadLine.
     int32_t ReadBothPlanes(int32_t handle, void*& line, void*& alphaLine);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "macro/EnginePair.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -11,6 +12,35 @@
 #include "vandrel/UtilRotateIF.h"
 
 using namespace vxmacro;
+
+namespace {
+
+// Ends a container operation's stage: what it filled is emptied again when it failed, and a
+// cancel at the stage's end turns a success into kVxErrCancelled.
+int32_t EndContainerStage(CUtilMacro& macro, int32_t status, IUtilContainerIF* dst,
+                          IUtilContainerIF* dstAlpha) {
+    const bool goOn = macro.EndProcess();
+    ClearIfFailed(status, dst, dstAlpha);
+    if (status > 0 && !goOn) return kVxErrCancelled;
+    return status;
+}
+
+// Runs step(y) over the lines of one stage, reporting progress after each; the first failing
+// code of a step, kVxErrCancelled, or 1.
+template <typename LineStep>
+int32_t RunStage(CUtilMacro& macro, int32_t height, LineStep step) {
+    const uint32_t inc = CUtilMacro::kStageUnits / uint32_t(height);
+    uint32_t acc = 0;
+    for (int32_t y = 0; y < height; ++y) {
+        const int32_t r = step(y);
+        if (r < 0) return r;
+        if (!macro.ProcessLine(acc, inc)) return kVxErrCancelled;
+    }
+    if (!macro.ProcessLineEnd(acc, CUtilMacro::kStageSteps)) return kVxErrCancelled;
+    return 1;
+}
+
+}  // namespace
 
 // --- Resize. ---
 
@@ -32,32 +62,15 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
                                 IUtilContainerIF* dstAlpha) {
     if (!BeginProcess(IMacroCallback::ProcessResize)) return kVxErrCancelled;
     const CUImageInfo info = InfoOf(src);
-    int32_t r = m_resizeA->BeginResize(info, request);
-    if (r < 0) {
-        EndProcess();
-        return r;
-    }
     const bool withAlpha = HoldsImage(srcAlpha) && dstAlpha != nullptr;
-    CUImageInfo alphaInfo;
-    if (withAlpha) {
-        alphaInfo = InfoOf(srcAlpha);
-        r = m_resizeB->BeginResize(alphaInfo, request);
-        if (r < 0) {
-            m_resizeA->EndResize();
-            EndProcess();
-            return r;
-        }
-    }
-    const auto endResizers = [&] {
-        m_resizeA->EndResize();
-        if (withAlpha) m_resizeB->EndResize();
-    };
-    if (info.lHeight == 0) {
-        endResizers();
+    const CUImageInfo alphaInfo = withAlpha ? InfoOf(srcAlpha) : CUImageInfo();
+    CResizerPair resizers(m_resizeA, m_resizeB);
+    const int32_t begun = resizers.Begin(request, info, alphaInfo, withAlpha);
+    if (begun < 0 || info.lHeight == 0) {
+        resizers.End();
         EndProcess();
-        return kVxErrMacroNoImage;
+        return begun < 0 ? begun : kVxErrMacroNoImage;
     }
-    const uint32_t inc = kStageUnits / uint32_t(info.lHeight);
 
     const int32_t status = Guarded([&]() -> int32_t {
         const int32_t width = request.info.lWidth;
@@ -65,30 +78,22 @@ int32_t CUtilMacro::ResizeImage(CURequest& request, const IUtilContainerIF* src,
         if (CreateContainer(dst, Resized(info, width, height)) < 1) return kVxErrMacroEngines;
         if (withAlpha && CreateContainer(dstAlpha, Resized(alphaInfo, width, height)) < 1)
             return kVxErrMacroEngines;
-        uint32_t acc = 0;
         int32_t outY = 0;
         int32_t outAlphaY = 0;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            const void* line = src->GetLine(y, 0, -1);
-            if (line == nullptr) return kVxErrMacroSqueezeLine;
-            int32_t step = ResizeLine(m_resizeA, line, dst, outY);
-            if (step < 0) return step;
-            if (withAlpha) {
-                const void* alphaLine = srcAlpha->GetLine(y, 0, -1);
-                if (alphaLine == nullptr) return kVxErrMacroSqueezeLine;
-                step = ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
-                if (step < 0) return step;
-            }
-            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
-        return 1;
+        const auto resizePlane = [&](const IUtilContainerIF* from, IUtilResizeIF* resizer,
+                                     IUtilContainerIF* into, int32_t& intoY, int32_t y) {
+            const void* line = from->GetLine(y, 0, -1);
+            return line == nullptr ? kVxErrMacroSqueezeLine
+                                   : ResizeLine(resizer, line, into, intoY);
+        };
+        return RunStage(*this, info.lHeight, [&](int32_t y) {
+            const int32_t r = resizePlane(src, m_resizeA, dst, outY, y);
+            if (r < 0 || !withAlpha) return r;
+            return resizePlane(srcAlpha, m_resizeB, dstAlpha, outAlphaY, y);
+        });
     });
-    endResizers();
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    resizers.End();
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 // --- Rotate. ---
@@ -97,70 +102,48 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
                                 const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
     if (!BeginProcess(IMacroCallback::ProcessRotate)) return kVxErrCancelled;
-    int32_t r = m_rotateA->BeginRotating(src, request);
-    if (r < 0) {
-        EndProcess();
-        return r;
-    }
     const bool withAlpha = HoldsImage(srcAlpha) && dstAlpha != nullptr;
-    const auto endRotators = [&] {
-        m_rotateA->EndRotating();
-        if (withAlpha) m_rotateB->EndRotating();
-    };
+    CRotatorPair rotators(m_rotateA, m_rotateB);
+    const int32_t begun = rotators.Begin(request, src, srcAlpha, withAlpha);
     int32_t width = 0;
     int32_t height = 0;
-    m_rotateA->GetOutputImageSize(width, height);
-    if (withAlpha) {
-        r = m_rotateB->BeginRotating(srcAlpha, request);
-        if (r < 0) {
-            m_rotateA->EndRotating();
-            EndProcess();
-            return r;
-        }
-    }
-    if (height == 0) {
-        endRotators();
+    if (begun >= 0) m_rotateA->GetOutputImageSize(width, height);
+    if (begun < 0 || height == 0) {
+        rotators.End();
         EndProcess();
-        return kVxErrMacroNoImage;
+        return begun < 0 ? begun : kVxErrMacroNoImage;
     }
-    const uint32_t inc = kStageUnits / uint32_t(height);
 
     const int32_t status = Guarded([&]() -> int32_t {
         if (CreateContainer(dst, Resized(InfoOf(src), width, height)) < 1)
             return kVxErrMacroEngines;
         if (withAlpha && CreateContainer(dstAlpha, Resized(InfoOf(srcAlpha), width, height)) < 1)
             return kVxErrMacroEngines;
-        uint32_t acc = 0;
-        for (int32_t y = 0; y < height; ++y) {
-            const void* line = m_rotateA->GetLine();
-            if (line == nullptr || dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroRotateLine;
-            if (withAlpha) {
-                const void* alphaLine = m_rotateB->GetLine();
-                if (alphaLine == nullptr || dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
-                    return kVxErrMacroRotateLine;
-            }
-            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
-        return 1;
+        const auto rotatePlane = [](IUtilRotateIF* rotator, IUtilContainerIF* into, int32_t y) {
+            const void* line = rotator->GetLine();
+            return line == nullptr || into->SetLine(line, y, 0, -1) == 0 ? kVxErrMacroRotateLine
+                                                                         : int32_t(1);
+        };
+        return RunStage(*this, height, [&](int32_t y) {
+            const int32_t r = rotatePlane(m_rotateA, dst, y);
+            if (r < 0 || !withAlpha) return r;
+            return rotatePlane(m_rotateB, dstAlpha, y);
+        });
     });
-    endRotators();
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    rotators.End();
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 int32_t CUtilMacro::ResizeAndRotate(CURequest& request, const IUtilContainerIF* src,
                                     const IUtilContainerIF* srcAlpha, IUtilContainerIF* dst,
                                     IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
     // Rotating first keeps the resize the last word on the output size.
-    r = RotateImage(request, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = ResizeImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
-    return r;
+    return ThroughTemporaries(
+        ChainOn::kSuccess,
+        [&](auto* image, auto* alpha) { return RotateImage(request, src, srcAlpha, image, alpha); },
+        [&](auto* image, auto* alpha) {
+            return ResizeImage(request, image, alpha, dst, dstAlpha);
+        });
 }
 
 // --- Depth and colour space. ---
@@ -246,30 +229,22 @@ int32_t CUtilMacro::DepthAndSpaceConvertImage(int kind, const IUtilContainerIF* 
         std::vector<unsigned char> buffer = LineBuffer(out);
         std::vector<unsigned char> alphaBuffer =
             withAlpha ? LineBuffer(alphaOut) : std::vector<unsigned char>();
-        const uint32_t inc = kStageUnits / uint32_t(info.lHeight);
-        uint32_t acc = 0;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            const void* line = src->GetLine(y, 0, -1);
+        const auto convertPlane = [&](const IUtilContainerIF* from, const CUImageInfo& fromInfo,
+                                      std::vector<unsigned char>& buffer, IUtilContainerIF* into,
+                                      int32_t y) {
+            const void* line = from->GetLine(y, 0, -1);
             if (line == nullptr) return kVxErrMacroSqueezeLine;
-            int32_t r = DepthAndSpaceConvertLine(kind, info, y, line, buffer.data());
+            const int32_t r = DepthAndSpaceConvertLine(kind, fromInfo, y, line, buffer.data());
             if (r < 0) return r;
-            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSetLine;
-            if (withAlpha) {
-                const void* alphaLine = srcAlpha->GetLine(y, 0, -1);
-                if (alphaLine == nullptr) return kVxErrMacroSqueezeLine;
-                r = DepthAndSpaceConvertLine(kind, alphaInfo, y, alphaLine, alphaBuffer.data());
-                if (r < 0) return r;
-                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0) return kVxErrMacroSetLine;
-            }
-            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
-        return 1;
+            return into->SetLine(buffer.data(), y, 0, -1) == 0 ? kVxErrMacroSetLine : int32_t(1);
+        };
+        return RunStage(*this, info.lHeight, [&](int32_t y) {
+            const int32_t r = convertPlane(src, info, buffer, dst, y);
+            if (r < 0 || !withAlpha) return r;
+            return convertPlane(srcAlpha, alphaInfo, alphaBuffer, dstAlpha, y);
+        });
     });
-    const bool goOn = EndProcess();
-    ClearIfFailed(status, dst, withAlpha ? dstAlpha : nullptr);
-    if (status > 0 && !goOn) return kVxErrCancelled;
-    return status;
+    return EndContainerStage(*this, status, dst, withAlpha ? dstAlpha : nullptr);
 }
 
 // --- Logical and native layouts. ---

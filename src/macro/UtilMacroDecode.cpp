@@ -2,6 +2,7 @@
 // trimmed or rotated on the way.
 #include <vector>
 
+#include "macro/EnginePair.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -100,26 +101,62 @@ private:
     int32_t m_result = 0;
 };
 
-namespace {
-
-// Containers a pipeline filled, emptied again when it fails so that nothing partial is left.
-class FilledContainers {
-public:
-    explicit FilledContainers(IUtilContainerIF* image, IUtilContainerIF* alpha = nullptr)
-        : m_image(image), m_alpha(alpha) {}
-    void ClearIfFailed(int32_t status) const { vxmacro::ClearIfFailed(status, m_image, m_alpha); }
-    void SetAlpha(IUtilContainerIF* alpha) { m_alpha = alpha; }
-
-private:
-    IUtilContainerIF* m_image;
-    IUtilContainerIF* m_alpha;
-};
-
-}  // namespace
-
 using namespace vxmacro;
 
+// The containers a decode fills: the image always, the alpha plane when the file has one, the
+// caller gave a container for it and the request does not skip it. Whatever the decode had
+// begun to fill is emptied again when it fails, so that nothing partial is left.
+class CUtilMacro::DecodeTargets {
+public:
+    DecodeTargets(const CUtilMacro& macro, const CURequest& request, const CUImageInfo& alphaInfo,
+                  IUtilContainerIF* image, IUtilContainerIF* alpha)
+        : m_macro(macro),
+          m_image(image),
+          m_alpha(alpha),
+          m_keepsAlpha(alpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0) {}
+
+    bool KeepsAlpha() const { return m_keepsAlpha; }
+    IUtilContainerIF* Image() const { return m_image; }
+    IUtilContainerIF* Alpha() const { return m_alpha; }
+
+    // 1, or kVxErrMacroEngines when a container cannot be made.
+    int32_t Create(const CUImageInfo& out, const CUImageInfo& alphaOut) {
+        if (m_macro.CreateContainer(m_image, out) < 1) return kVxErrMacroEngines;
+        if (!m_keepsAlpha) return 1;
+        m_filledAlpha = m_alpha;
+        return m_macro.CreateContainer(m_alpha, alphaOut) < 1 ? kVxErrMacroEngines : 1;
+    }
+
+    void ClearIfFailed(int32_t status) const {
+        vxmacro::ClearIfFailed(status, m_image, m_filledAlpha);
+    }
+
+private:
+    const CUtilMacro& m_macro;
+    IUtilContainerIF* m_image;
+    IUtilContainerIF* m_alpha;
+    IUtilContainerIF* m_filledAlpha = nullptr;  // once its creation was tried
+    const bool m_keepsAlpha;
+};
+
 // --- Plain decode. ---
+
+template <typename Store>
+int32_t CUtilMacro::ReadEachLine(int32_t handle, int32_t height, uint32_t inc, uint32_t stageSteps,
+                                 Store store) {
+    int32_t r = 1;
+    for (int32_t y = 0; y < height; ++y) {
+        void* line;
+        void* alphaLine;
+        r = ReadBothPlanes(handle, line, alphaLine);
+        if (r < 1 && !VxIsWarning(r)) return r;
+        const int32_t stored = store(y, line, alphaLine);
+        if (stored < 0) return stored;
+        if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+    }
+    if (!ProcessLineEnd(m_progress, stageSteps)) return kVxErrCancelled;
+    return r;
+}
 
 int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                 IUtilContainerIF* dstAlpha) {
@@ -128,30 +165,21 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     const uint32_t inc = frame.LineIncrement(1, info.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
     const int32_t status = [&]() -> int32_t {
-        if (CreateContainer(dst, info) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, alphaInfo) < 1) return kVxErrMacroEngines;
-        }
-        int32_t r = 1;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            void* line;
-            void* alphaLine;
-            r = ReadBothPlanes(handle, line, alphaLine);
-            if (r < 1 && !VxIsWarning(r)) return r;
-            if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
-            if (withAlpha && alphaLine != nullptr && dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
-                return kVxErrMacroSetLine;
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
-        return r;
+        const int32_t r = targets.Create(info, alphaInfo);
+        if (r < 1) return r;
+        return ReadEachLine(handle, info.lHeight, inc, kStageSteps,
+                            [&](int32_t y, void* line, void* alphaLine) -> int32_t {
+                                if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
+                                if (withAlpha && alphaLine != nullptr &&
+                                    dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
+                                    return kVxErrMacroSetLine;
+                                return 1;
+                            });
     }();
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -164,51 +192,28 @@ int32_t CUtilMacro::DecodeResize(int32_t handle, CURequest& request, IUtilContai
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     const uint32_t inc = frame.LineIncrement(2, info.lHeight);
 
-    FilledContainers filled(dst);
-    bool resizingImage = false;
-    bool resizingAlpha = false;
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
+    const bool withAlpha = targets.KeepsAlpha();
+    CResizerPair resizers(m_resizeA, m_resizeB);
     const int32_t status = [&]() -> int32_t {
         const int32_t width = request.info.lWidth;
         const int32_t height = request.info.lHeight;
-        if (CreateContainer(dst, Resized(info, width, height)) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, Resized(alphaInfo, width, height)) < 1)
-                return kVxErrMacroEngines;
-        }
-        int32_t r = m_resizeA->BeginResize(info, request);
+        int32_t r = targets.Create(Resized(info, width, height), Resized(alphaInfo, width, height));
+        if (r < 1) return r;
+        r = resizers.Begin(request, info, alphaInfo, withAlpha);
         if (r < 0) return r;
-        resizingImage = true;
-        if (withAlpha) {
-            r = m_resizeB->BeginResize(alphaInfo, request);
-            if (r < 0) return r;
-            resizingAlpha = true;
-        }
         int32_t outY = 0;
         int32_t outAlphaY = 0;
-        for (int32_t y = 0; y < info.lHeight; ++y) {
-            void* line;
-            void* alphaLine;
-            r = ReadBothPlanes(handle, line, alphaLine);
-            if (r < 1 && !VxIsWarning(r)) return r;
-            const int32_t lineResult = r;
-            r = ResizeLine(m_resizeA, line, dst, outY);
-            if (r < 0) return r;
-            if (withAlpha && alphaLine != nullptr) {
-                r = ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
-                if (r < 0) return r;
-            }
-            r = lineResult;
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
-        return r;
+        return ReadEachLine(handle, info.lHeight, inc, 2 * kStageSteps,
+                            [&](int32_t, void* line, void* alphaLine) {
+                                const int32_t resized = ResizeLine(m_resizeA, line, dst, outY);
+                                if (resized < 0 || !withAlpha || alphaLine == nullptr)
+                                    return resized;
+                                return ResizeLine(m_resizeB, alphaLine, dstAlpha, outAlphaY);
+                            });
     }();
-    if (resizingImage) m_resizeA->EndResize();
-    if (resizingAlpha) m_resizeB->EndResize();
-    filled.ClearIfFailed(status);
+    resizers.End();
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -257,8 +262,11 @@ namespace {
 // reading and discarding lines otherwise, and reads each needed line once.
 class LinePicker {
 public:
-    LinePicker(CUtilMacro& macro, IVandrelIF* service, int32_t handle, bool canSeek)
-        : m_macro(macro), m_service(service), m_handle(handle), m_canSeek(canSeek) {}
+    LinePicker(CUtilMacro& macro, IVandrelIF* service, int32_t handle)
+        : m_macro(macro), m_service(service), m_handle(handle) {}
+
+    // Finds out whether the source can seek; the code of ChkSeek.
+    int32_t CheckSeek() { return m_macro.ChkSeek(m_handle, m_canSeek); }
 
     // Makes `line` the current one; 1 or a warning, or the failing code.
     int32_t Pick(int32_t line) {
@@ -285,7 +293,7 @@ private:
     CUtilMacro& m_macro;
     IVandrelIF* m_service;
     const int32_t m_handle;
-    const bool m_canSeek;
+    bool m_canSeek = false;
     int32_t m_current = -1;  // the line held
     int32_t m_next = 0;      // the line the next read delivers
     void* m_line = nullptr;
@@ -295,49 +303,66 @@ private:
 
 }  // namespace
 
+// The part of the source a squeeze or a trim reads, in both planes, from column `left` and
+// line `top`, and the size it is squeezed to.
+struct CUtilMacro::PickedArea {
+    CUImageInfo cut, cutAlpha;
+    CUImageInfo out, outAlpha;
+    int32_t left = 0;
+    int32_t top = 0;
+};
+
+int32_t CUtilMacro::PickAndSqueeze(int32_t handle, const PickedArea& area, DecodeTargets& targets,
+                                   uint32_t inc, uint32_t stageSteps) {
+    LinePicker picker(*this, m_service, handle);
+    const int32_t seek = picker.CheckSeek();
+    if (seek < 0) return seek;
+    const CUImageInfo& out = area.out;
+    const CUImageInfo& outAlpha = area.outAlpha;
+    const int32_t created = targets.Create(out, outAlpha);
+    if (created < 1) return created;
+    std::vector<unsigned char> buffer = LineBuffer(out);
+    std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
+    const int64_t offset = int64_t(area.left) * (area.cut.lColorDepth >> 3);
+    const int64_t alphaOffset = int64_t(area.left) * (area.cutAlpha.lColorDepth >> 3);
+
+    const double step = double(area.cut.lHeight) / double(out.lHeight);
+    for (int32_t y = 0; y < out.lHeight; ++y) {
+        const int32_t r = picker.Pick(area.top + int32_t(double(y) * step));
+        if (VxIsFailure(r)) return r;
+        const auto* line = static_cast<const unsigned char*>(picker.Line());
+        SqueezeLine(area.cut, out, line + offset, buffer.data());
+        if (targets.Image()->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+        if (targets.KeepsAlpha() && picker.AlphaLine() != nullptr) {
+            const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
+            SqueezeLine(area.cutAlpha, outAlpha, alphaLine + alphaOffset, alphaBuffer.data());
+            if (targets.Alpha()->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
+                return kVxErrMacroSqueezeLine;
+        }
+        if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
+    }
+    if (!ProcessLineEnd(m_progress, stageSteps)) return kVxErrCancelled;
+    return picker.LastRead();
+}
+
 int32_t CUtilMacro::DecodeSqueeze(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                   IUtilContainerIF* dstAlpha) {
     DecodeFrame frame(*this, handle, request);
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
-    const CUImageInfo out = Resized(info, request.info.lWidth, request.info.lHeight);
-    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
-    const uint32_t inc = frame.LineIncrement(2, out.lHeight);
+    PickedArea area;
+    area.cut = info;
+    area.cutAlpha = alphaInfo;
+    area.out = Resized(info, request.info.lWidth, request.info.lHeight);
+    area.outAlpha = Resized(alphaInfo, area.out.lWidth, area.out.lHeight);
+    const uint32_t inc = frame.LineIncrement(2, area.out.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
     const int32_t status = Guarded([&]() -> int32_t {
-        if (out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroNoImage;
-        bool canSeek = false;
-        const int32_t seek = ChkSeek(handle, canSeek);
-        if (seek < 0) return seek;
-        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
-        }
-        std::vector<unsigned char> buffer = LineBuffer(out);
-        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
-
-        LinePicker picker(*this, m_service, handle, canSeek);
-        const double step = double(info.lHeight) / double(out.lHeight);
-        for (int32_t y = 0; y < out.lHeight; ++y) {
-            const int32_t r = picker.Pick(int32_t(double(y) * step));
-            if (VxIsFailure(r)) return r;
-            SqueezeLine(info, out, picker.Line(), buffer.data());
-            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
-            if (withAlpha && picker.AlphaLine() != nullptr) {
-                SqueezeLine(alphaInfo, outAlpha, picker.AlphaLine(), alphaBuffer.data());
-                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
-                    return kVxErrMacroSqueezeLine;
-            }
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, 2 * kStageSteps)) return kVxErrCancelled;
-        return picker.LastRead();
+        if (area.out.lWidth < 1 || area.out.lHeight < 1) return kVxErrMacroNoImage;
+        return PickAndSqueeze(handle, area, targets, inc, 2 * kStageSteps);
     });
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
@@ -350,86 +375,55 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
     CUImageInfo info, alphaInfo;
     if (!frame.Open(info, alphaInfo)) return frame.Result();
     // The output size, and the selection of the source.
-    const CUImageInfo out = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
-    const CUImageInfo outAlpha = Resized(alphaInfo, out.lWidth, out.lHeight);
-    const CUImageInfo cut = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
-    const CUImageInfo cutAlpha = Resized(alphaInfo, cut.lWidth, cut.lHeight);
-    const uint32_t inc = frame.LineIncrement(1, out.lHeight);
+    PickedArea area;
+    area.out = Resized(info, r1 - l1 + 1, b1 - t1 + 1);
+    area.outAlpha = Resized(alphaInfo, area.out.lWidth, area.out.lHeight);
+    area.cut = Resized(info, r2 - l2 + 1, b2 - t2 + 1);
+    area.cutAlpha = Resized(alphaInfo, area.cut.lWidth, area.cut.lHeight);
+    area.left = l2;
+    area.top = t2;
+    const uint32_t inc = frame.LineIncrement(1, area.out.lHeight);
 
-    FilledContainers filled(dst);
+    DecodeTargets targets(*this, request, alphaInfo, dst, dstAlpha);
     const int32_t status = Guarded([&]() -> int32_t {
         const bool inside = l2 >= 0 && t2 >= 0 && r2 < info.lWidth && b2 < info.lHeight &&
-                            cut.lWidth >= 1 && cut.lHeight >= 1;
-        if (!inside || out.lWidth < 1 || out.lHeight < 1) return kVxErrMacroUnsupported;
-        bool canSeek = false;
-        const int32_t seek = ChkSeek(handle, canSeek);
-        if (seek < 0) return seek;
-        if (CreateContainer(dst, out) < 1) return kVxErrMacroEngines;
-        const bool withAlpha =
-            dstAlpha != nullptr && alphaInfo.lColorDepth > 0 && request.AlphaSkip() == 0;
-        if (withAlpha) {
-            filled.SetAlpha(dstAlpha);
-            if (CreateContainer(dstAlpha, outAlpha) < 1) return kVxErrMacroEngines;
-        }
-        std::vector<unsigned char> buffer = LineBuffer(out);
-        std::vector<unsigned char> alphaBuffer = LineBuffer(outAlpha);
-        const int32_t pixelBytes = info.lColorDepth >> 3;
-        const int32_t alphaPixelBytes = alphaInfo.lColorDepth >> 3;
-
-        LinePicker picker(*this, m_service, handle, canSeek);
-        const double step = double(cut.lHeight) / double(out.lHeight);
-        for (int32_t y = 0; y < out.lHeight; ++y) {
-            const int32_t r = picker.Pick(t2 + int32_t(double(y) * step));
-            if (VxIsFailure(r)) return r;
-            const auto* line = static_cast<const unsigned char*>(picker.Line());
-            SqueezeLine(cut, out, line + int64_t(l2) * pixelBytes, buffer.data());
-            if (dst->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
-            if (withAlpha && picker.AlphaLine() != nullptr) {
-                const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
-                SqueezeLine(cutAlpha, outAlpha, alphaLine + int64_t(l2) * alphaPixelBytes,
-                            alphaBuffer.data());
-                if (dstAlpha->SetLine(alphaBuffer.data(), y, 0, -1) == 0)
-                    return kVxErrMacroSqueezeLine;
-            }
-            if (!ProcessLine(m_progress, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(m_progress, kStageSteps)) return kVxErrCancelled;
-        return picker.LastRead();
+                            area.cut.lWidth >= 1 && area.cut.lHeight >= 1;
+        if (!inside || area.out.lWidth < 1 || area.out.lHeight < 1) return kVxErrMacroUnsupported;
+        return PickAndSqueeze(handle, area, targets, inc, kStageSteps);
     });
-    filled.ClearIfFailed(status);
+    targets.ClearIfFailed(status);
     return frame.Close(status);
 }
 
 // --- Chains: decode into temporaries, then transform into the destination. A warning of
 // the decode lets the chain go on. ---
 
+int32_t CUtilMacro::DecodeThenTransform(DecodeStep decode, TransformStep transform, int32_t handle,
+                                        CURequest& request, IUtilContainerIF* dst,
+                                        IUtilContainerIF* dstAlpha) {
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return (this->*decode)(handle, request, image, alpha); },
+        [&](auto* image, auto* alpha) {
+            return (this->*transform)(request, image, alpha, dst, dstAlpha);
+        });
+}
+
 int32_t CUtilMacro::DecodeAndRotate(int32_t handle, CURequest& request, IUtilContainerIF* dst,
                                     IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return DecodeThenTransform(&CUtilMacro::DecodeImage, &CUtilMacro::RotateImage, handle, request,
+                               dst, dstAlpha);
 }
 
 int32_t CUtilMacro::DecodeImageToResizeAndRotate(int32_t handle, CURequest& request,
                                                  IUtilContainerIF* dst,
                                                  IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeImage(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return ResizeAndRotate(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return DecodeThenTransform(&CUtilMacro::DecodeImage, &CUtilMacro::ResizeAndRotate, handle,
+                               request, dst, dstAlpha);
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateImage(int32_t handle, CURequest& request,
                                               IUtilContainerIF* dst, IUtilContainerIF* dstAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    r = DecodeResizeOrSqueeze(handle, request, temp.Image(), temp.Alpha());
-    if (!VxSucceeded(r)) return r;
-    return RotateImage(request, temp.Image(), temp.Alpha(), dst, dstAlpha);
+    return DecodeThenTransform(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::RotateImage, handle,
+                               request, dst, dstAlpha);
 }

@@ -3,6 +3,7 @@
 //
 // The file gets the size of the lines written: the request handed to the encoder is a copy
 // whose size is that of the output lines (the container's, the resized or the rotated size).
+#include "macro/EnginePair.h"
 #include "macro/MacroSupport.h"
 #include "macro/TempContainers.h"
 #include "macro/UtilMacro.h"
@@ -53,6 +54,38 @@ private:
     int32_t m_handle = -1;
 };
 
+// Writes height line pairs that next(y, line, alphaLine) supplies, reporting `stages` stages
+// per line; kVxErrMacroLineIO when a line is missing or refused.
+template <typename Next>
+int32_t WriteLines(CUtilMacro& macro, WriteSession& write, int32_t height, bool withAlpha,
+                   uint32_t stages, Next next) {
+    if (height == 0) return kVxErrMacroNoImage;
+    const uint32_t inc = stages * (CUtilMacro::kStageUnits / uint32_t(height));
+    uint32_t acc = 0;
+    for (int32_t y = 0; y < height; ++y) {
+        const void* line = nullptr;
+        const void* alphaLine = nullptr;
+        next(y, line, alphaLine);
+        if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
+        if (write.Write(line, alphaLine) < 0) return kVxErrMacroLineIO;
+        if (!macro.ProcessLine(acc, inc)) return kVxErrCancelled;
+    }
+    if (!macro.ProcessLineEnd(acc, CUtilMacro::kStageSteps)) return kVxErrCancelled;
+    return 1;
+}
+
+// Ends the write, then the engines, then the stage: the end of the write has the last word on
+// a success, and a cancel at the stage's end turns any success into kVxErrCancelled.
+template <typename EndEngines>
+int32_t EndEncode(CUtilMacro& macro, WriteSession& write, int32_t status, EndEngines endEngines) {
+    const int32_t ended = write.Finish();
+    endEngines();
+    if (status > 0) status = ended;
+    const bool goOn = macro.EndProcess();
+    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
+    return status;
+}
+
 }  // namespace
 
 int32_t CUtilMacro::EncodeImage(const char* dstPath, CURequest& request,
@@ -66,27 +99,15 @@ int32_t CUtilMacro::EncodeImage(const char* dstPath, CURequest& request,
     WriteSession write(m_service);
     int32_t status = write.Begin(dstPath, copy, info, withAlpha ? &alphaInfo : nullptr);
     if (status >= 0) {
-        status = Guarded([&]() -> int32_t {
-            if (info.lHeight == 0) return kVxErrMacroNoImage;
-            const uint32_t inc = kStageUnits / uint32_t(info.lHeight);
-            uint32_t acc = 0;
-            for (int32_t y = 0; y < info.lHeight; ++y) {
-                const void* line = src->GetLine(y, 0, -1);
-                const void* alphaLine = withAlpha ? srcAlpha->GetLine(y, 0, -1) : nullptr;
-                if (line == nullptr || (withAlpha && alphaLine == nullptr))
-                    return kVxErrMacroLineIO;
-                if (write.Write(line, alphaLine) < 0) return kVxErrMacroLineIO;
-                if (!ProcessLine(acc, inc)) return kVxErrCancelled;
-            }
-            if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
-            return 1;
+        status = Guarded([&] {
+            return WriteLines(*this, write, info.lHeight, withAlpha, 1,
+                              [&](int32_t y, const void*& line, const void*& alphaLine) {
+                                  line = src->GetLine(y, 0, -1);
+                                  if (withAlpha) alphaLine = srcAlpha->GetLine(y, 0, -1);
+                              });
         });
-        const int32_t ended = write.Finish();
-        if (status > 0) status = ended;
     }
-    const bool goOn = EndProcess();
-    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
-    return status;
+    return EndEncode(*this, write, status, [] {});
 }
 
 // One stage report covers resizing and encoding: every source line counts twice, and the
@@ -107,18 +128,11 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
         EndProcess();
         return status;
     }
-    bool resizingImage = false;
-    bool resizingAlpha = false;
+    CResizerPair resizers(m_resizeA, m_resizeB);
     status = Guarded([&]() -> int32_t {
         if (info.lHeight == 0) return kVxErrMacroNoImage;
-        int32_t r = m_resizeA->BeginResize(info, copy);
-        if (r < 0) return r;
-        resizingImage = true;
-        if (withAlpha) {
-            r = m_resizeB->BeginResize(alphaInfo, copy);
-            if (r < 0) return r;
-            resizingAlpha = true;
-        }
+        const int32_t begun = resizers.Begin(copy, info, alphaInfo, withAlpha);
+        if (begun < 0) return begun;
         const uint32_t inc = 2 * (kStageUnits / uint32_t(info.lHeight));
         uint32_t acc = 0;
         for (int32_t y = 0; y < info.lHeight; ++y) {
@@ -141,13 +155,7 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
         if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
         return 1;
     });
-    const int32_t ended = write.Finish();
-    if (resizingImage) m_resizeA->EndResize();
-    if (resizingAlpha) m_resizeB->EndResize();
-    if (status > 0) status = ended;
-    const bool goOn = EndProcess();
-    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
-    return status;
+    return EndEncode(*this, write, status, [&] { resizers.End(); });
 }
 
 int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
@@ -155,23 +163,13 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
     CURequest copy(request);
     if (!BeginProcess(IMacroCallback::ProcessEncode)) return kVxErrCancelled;
     const bool withAlpha = HoldsImage(srcAlpha);
-    int32_t r = m_rotateA->BeginRotating(src, copy);
-    if (r < 0) {
+    CRotatorPair rotators(m_rotateA, m_rotateB);
+    const int32_t begun = rotators.Begin(copy, src, srcAlpha, withAlpha);
+    if (begun < 0) {
+        rotators.End();
         EndProcess();
-        return r;
+        return begun;
     }
-    if (withAlpha) {
-        r = m_rotateB->BeginRotating(srcAlpha, copy);
-        if (r < 0) {
-            m_rotateA->EndRotating();
-            EndProcess();
-            return r;
-        }
-    }
-    const auto endRotators = [&] {
-        m_rotateA->EndRotating();
-        if (withAlpha) m_rotateB->EndRotating();
-    };
     int32_t width = 0;
     int32_t height = 0;
     m_rotateA->GetOutputImageSize(width, height);
@@ -182,109 +180,85 @@ int32_t CUtilMacro::RotateEncode(const char* dstPath, CURequest& request,
     WriteSession write(m_service);
     int32_t status = write.Begin(dstPath, copy, out, withAlpha ? &alphaOut : nullptr);
     if (status < 0) {
-        endRotators();
+        rotators.End();
         EndProcess();
         return status;
     }
-    status = Guarded([&]() -> int32_t {
-        if (height == 0) return kVxErrMacroNoImage;
-        const uint32_t inc = 2 * (kStageUnits / uint32_t(height));
-        uint32_t acc = 0;
-        for (int32_t y = 0; y < height; ++y) {
-            const void* line = m_rotateA->GetLine();
-            const void* alphaLine = withAlpha ? m_rotateB->GetLine() : nullptr;
-            if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
-            if (write.Write(line, alphaLine) < 0) return kVxErrMacroLineIO;
-            if (!ProcessLine(acc, inc)) return kVxErrCancelled;
-        }
-        if (!ProcessLineEnd(acc, kStageSteps)) return kVxErrCancelled;
-        return 1;
+    status = Guarded([&] {
+        return WriteLines(*this, write, height, withAlpha, 2,
+                          [&](int32_t, const void*& line, const void*& alphaLine) {
+                              line = m_rotateA->GetLine();
+                              if (withAlpha) alphaLine = m_rotateB->GetLine();
+                          });
     });
-    const int32_t ended = write.Finish();
-    endRotators();
-    if (status > 0) status = ended;
-    const bool goOn = EndProcess();
-    if (VxSucceeded(status) && !goOn) return kVxErrCancelled;
-    return status;
+    return EndEncode(*this, write, status, [&] { rotators.End(); });
 }
 
 // --- Chains through temporary containers. ---
 
+int32_t CUtilMacro::TransformThenEncode(TransformStep transform, EncodeStep encode,
+                                        const char* dstPath, const CURequest& request,
+                                        const IUtilContainerIF* src,
+                                        const IUtilContainerIF* srcAlpha) {
+    CURequest copy(request);
+    return ThroughTemporaries(
+        ChainOn::kSuccess,
+        [&](auto* image, auto* alpha) {
+            return (this->*transform)(copy, src, srcAlpha, image, alpha);
+        },
+        [&](auto* image, auto* alpha) { return (this->*encode)(dstPath, copy, image, alpha); });
+}
+
+// A warning of the decode lets the chain go on.
+int32_t CUtilMacro::DecodeThenEncode(DecodeStep decode, EncodeStep encode, int32_t handle,
+                                     const char* dstPath, const CURequest& request) {
+    CURequest copy(request);
+    return ThroughTemporaries(
+        ChainOn::kSuccessOrWarning,
+        [&](auto* image, auto* alpha) { return (this->*decode)(handle, copy, image, alpha); },
+        [&](auto* image, auto* alpha) { return (this->*encode)(dstPath, copy, image, alpha); });
+}
+
 int32_t CUtilMacro::RotateImageToResizeEncode(const char* dstPath, CURequest& request,
                                               const IUtilContainerIF* src,
                                               const IUtilContainerIF* srcAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = RotateImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return TransformThenEncode(&CUtilMacro::RotateImage, &CUtilMacro::ResizeEncode, dstPath,
+                               request, src, srcAlpha);
 }
 
 int32_t CUtilMacro::ResizeImageToRotateEncode(const char* dstPath, CURequest& request,
                                               const IUtilContainerIF* src,
                                               const IUtilContainerIF* srcAlpha) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = ResizeImage(copy, src, srcAlpha, temp.Image(), temp.Alpha());
-    if (r > 0) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return TransformThenEncode(&CUtilMacro::ResizeImage, &CUtilMacro::RotateEncode, dstPath,
+                               request, src, srcAlpha);
 }
 
 int32_t CUtilMacro::DecodeImageToResizeEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return DecodeThenEncode(&CUtilMacro::DecodeImage, &CUtilMacro::ResizeEncode, handle, dstPath,
+                            request);
 }
 
 int32_t CUtilMacro::DecodeResizeToEncodeImage(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = EncodeImage(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return DecodeThenEncode(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::EncodeImage, handle,
+                            dstPath, request);
 }
 
 int32_t CUtilMacro::DecodeImageToRotateEncode(int32_t handle, const char* dstPath,
                                               CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = DecodeImage(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return DecodeThenEncode(&CUtilMacro::DecodeImage, &CUtilMacro::RotateEncode, handle, dstPath,
+                            request);
 }
 
 int32_t CUtilMacro::DecodeAndRotateToResizeEncode(int32_t handle, const char* dstPath,
                                                   CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = DecodeAndRotate(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = ResizeEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return DecodeThenEncode(&CUtilMacro::DecodeAndRotate, &CUtilMacro::ResizeEncode, handle,
+                            dstPath, request);
 }
 
 int32_t CUtilMacro::DecodeResizeToRotateEncode(int32_t handle, const char* dstPath,
                                                CURequest& request) {
-    CTempContainers temp;
-    int32_t r = temp.Create();
-    if (r < 1) return r;
-    CURequest copy(request);
-    r = DecodeResizeOrSqueeze(handle, copy, temp.Image(), temp.Alpha());
-    if (VxSucceeded(r)) r = RotateEncode(dstPath, copy, temp.Image(), temp.Alpha());
-    return r;
+    return DecodeThenEncode(&CUtilMacro::DecodeResizeOrSqueeze, &CUtilMacro::RotateEncode, handle,
+                            dstPath, request);
 }

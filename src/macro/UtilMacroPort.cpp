@@ -227,15 +227,16 @@ int32_t CUtilMacro::GetImage(int32_t handle, const CURequest& request, OpaqueGra
         return kVxErrMacroUnsupported;
 
     return Guarded([&] {
-        CTempContainers temp;
-        int32_t result = temp.Create();
-        if (result < 1) return result;
         CURequest decodeRequest = request;
-        result = TrimmingDecode(handle, decodeRequest, temp.Image(), temp.Alpha(), l1, t1, r1, b1,
-                                l2, t2, r2, b2);
-        if (result > 0)
-            result = GetImage(temp.Image(), temp.Alpha(), port, l1, t1, r1, b1, l1, t1, r1, b1);
-        return result;
+        return ThroughTemporaries(
+            ChainOn::kSuccess,
+            [&](auto* image, auto* alpha) {
+                return TrimmingDecode(handle, decodeRequest, image, alpha, l1, t1, r1, b1, l2, t2,
+                                      r2, b2);
+            },
+            [&](auto* image, auto* alpha) {
+                return GetImage(image, alpha, port, l1, t1, r1, b1, l1, t1, r1, b1);
+            });
     });
 }
 
