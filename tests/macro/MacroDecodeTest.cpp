@@ -88,60 +88,44 @@ void ExpectSqueezed(const IUtilContainerIF* dst, const MemImage& src, int32_t w,
     }
 }
 
-TEST_F(MacroDecodeTest, SqueezeSeeksOverUnneededLinesWhenTheSourceCan) {
-    ContainerPtr dst = NewContainer();
-    ContainerPtr dstAlpha = NewContainer();
-    CURequest request;
-    request.info.lWidth = 3;
-    request.info.lHeight = 3;
-    request.strResizeMethod = "squeeze";
-    ASSERT_EQ(macro->GetImage("rgba.img", request, dst.get(), dstAlpha.get()), 1);
-    ExpectSqueezed(dst.get(), Source(), 3, 3);
-    EXPECT_EQ(service.log.linesRead, (std::vector<int32_t>{0, 2, 5}));
-    EXPECT_EQ(service.log.seeks, (std::vector<int32_t>{0, 2, 5}));  // the probe, then the moves
-    EXPECT_EQ(
-        LineOf(dstAlpha.get(), 2),
-        (std::vector<unsigned char>{(unsigned char)500, (unsigned char)502, (unsigned char)505}));
-    // Two stages' worth of steps, in one decode stage.
-    EXPECT_EQ(callback.TotalSteps(), 256u);
-    EXPECT_EQ(callback.calls.front(), "Start 256");
-}
-
-TEST_F(MacroDecodeTest, SqueezeFromASourceThatCannotSeekReadsAndDiscards) {
-    service.canSeek = false;
-    ContainerPtr dst = NewContainer();
-    CURequest request;
-    request.info.lWidth = 8;
-    request.info.lHeight = 3;
-    request.strResizeMethod = "Squeeze";
-    ASSERT_EQ(macro->GetImage("rgba.img", request, dst.get(), nullptr), 1);
-    ExpectSqueezed(dst.get(), Source(), 8, 3);
-    EXPECT_EQ(service.log.linesRead, (std::vector<int32_t>{0, 1, 2, 3, 4, 5}));
-    EXPECT_TRUE(service.log.seeks.empty());
-}
-
-TEST_F(MacroDecodeTest, SqueezeOfEqualHeightReadsEveryLineOnceWithoutMoving) {
-    ContainerPtr dst = NewContainer();
-    CURequest request;
-    request.info.lWidth = 5;
-    request.info.lHeight = 8;
-    request.strResizeMethod = "SQUEEZE";
-    ASSERT_EQ(macro->GetImage("rgba.img", request, dst.get(), nullptr), 1);
-    ExpectSqueezed(dst.get(), Source(), 5, 8);
-    EXPECT_EQ(service.log.linesRead, (std::vector<int32_t>{0, 1, 2, 3, 4, 5, 6, 7}));
-    EXPECT_EQ(service.log.seeks, (std::vector<int32_t>{0}));  // only the probe
-}
-
-TEST_F(MacroDecodeTest, SqueezeEnlargingRepeatsLinesReadOnce) {
+TEST_F(MacroDecodeTest, SqueezeSeeksWhenItCanAndReadsEachNeededLineOnce) {
     service.files["small.img"] = MemImage::Make(2, 2);
-    ContainerPtr dst = NewContainer();
-    CURequest request;
-    request.info.lWidth = 5;
-    request.info.lHeight = 5;
-    request.strResizeMethod = "Squeeze";
-    ASSERT_EQ(macro->GetImage("small.img", request, dst.get(), nullptr), 1);
-    ExpectSqueezed(dst.get(), service.files["small.img"], 5, 5);
-    EXPECT_EQ(service.log.linesRead, (std::vector<int32_t>{0, 1}));
+    struct Case {
+        const char* file;
+        const char* method;  // in any case
+        bool canSeek;
+        int32_t width, height;
+        std::vector<int32_t> linesRead, seeks;  // the first seek is the probe
+    };
+    const Case cases[] = {
+        {"rgba.img", "squeeze", true, 3, 3, {0, 2, 5}, {0, 2, 5}},
+        {"rgba.img", "Squeeze", false, 8, 3, {0, 1, 2, 3, 4, 5}, {}},
+        {"rgba.img", "SQUEEZE", true, 5, 8, {0, 1, 2, 3, 4, 5, 6, 7}, {0}},
+        {"small.img", "sQueeze", true, 5, 5, {0, 1}, {0}},
+    };
+    for (const Case& c : cases) {
+        service.canSeek = c.canSeek;
+        service.log = ServiceLog();
+        callback.calls.clear();
+        ContainerPtr dst = NewContainer();
+        ContainerPtr dstAlpha = NewContainer();
+        CURequest request;
+        request.info.lWidth = c.width;
+        request.info.lHeight = c.height;
+        request.strResizeMethod = c.method;
+        ASSERT_EQ(macro->GetImage(c.file, request, dst.get(), dstAlpha.get()), 1) << c.width;
+        ExpectSqueezed(dst.get(), service.files[c.file], c.width, c.height);
+        EXPECT_EQ(service.log.linesRead, c.linesRead) << c.width;
+        EXPECT_EQ(service.log.seeks, c.seeks) << c.width;
+        // Two stages' worth of steps, in one decode stage.
+        EXPECT_EQ(callback.TotalSteps(), 256u);
+        EXPECT_EQ(callback.calls.front(), "Start 256");
+        if (c.width == 3) {  // columns 0, 2, 5 of line 5
+            EXPECT_EQ(LineOf(dstAlpha.get(), 2),
+                      (std::vector<unsigned char>{(unsigned char)500, (unsigned char)502,
+                                                  (unsigned char)505}));
+        }
+    }
 }
 
 TEST(SqueezeLine, PicksWholePixelsForEveryLayoutAndIgnoresOthers) {

@@ -54,6 +54,15 @@ struct MemImage {
         }
         return m;
     }
+    // The alpha plane as an 8-bit image of its own.
+    MemImage Alpha() const {
+        MemImage a;
+        a.info = info;
+        a.info.lColorDepth = 8;
+        a.info.lRowBytes = VxPaddedRowBytes(info.lWidth, 8);
+        a.rows = alphaRows;
+        return a;
+    }
 };
 
 // Everything the stand-in service saw of one request.
@@ -297,12 +306,22 @@ public:
     }
 };
 
-struct ContainerDeleter {
-    void operator()(IUtilContainerIF* c) const {
-        if (c != nullptr) c->Delete();
+// A binary PPM of the test pattern.
+inline std::string PpmOf(const MemImage& image) {
+    std::string bytes = "P6\n" + std::to_string(image.info.lWidth) + " " +
+                        std::to_string(image.info.lHeight) + "\n255\n";
+    for (const auto& row : image.rows)
+        bytes.append(reinterpret_cast<const char*>(row.data()), size_t(image.info.lWidth) * 3);
+    return bytes;
+}
+
+struct Deleter {
+    template <typename T>
+    void operator()(T* p) const {
+        if (p != nullptr) p->Delete();
     }
 };
-using ContainerPtr = std::unique_ptr<IUtilContainerIF, ContainerDeleter>;
+using ContainerPtr = std::unique_ptr<IUtilContainerIF, Deleter>;
 
 inline ContainerPtr NewContainer() {
     return ContainerPtr(CreateUtilContainer());
@@ -317,14 +336,7 @@ inline ContainerPtr ContainerOf(const MemImage& image) {
     return c;
 }
 inline ContainerPtr AlphaContainerOf(const MemImage& image) {
-    CUImageInfo info = image.info;
-    info.lColorDepth = 8;
-    info.lRowBytes = 0;
-    ContainerPtr c = NewContainer();
-    c->Create(info, 1000, 128);
-    for (size_t y = 0; y < image.alphaRows.size(); ++y)
-        c->SetLine(image.alphaRows[y].data(), int32_t(y), 0, -1);
-    return c;
+    return ContainerOf(image.Alpha());
 }
 
 // The bytes of a container's line without its padding.
@@ -341,12 +353,7 @@ inline std::vector<unsigned char> Unpadded(const std::vector<unsigned char>& row
                                       row.begin() + info.lWidth * (info.lColorDepth / 8));
 }
 
-struct MacroDeleter {
-    void operator()(CUtilMacro* m) const {
-        if (m != nullptr) m->Delete();
-    }
-};
-using MacroPtr = std::unique_ptr<CUtilMacro, MacroDeleter>;
+using MacroPtr = std::unique_ptr<CUtilMacro, Deleter>;
 
 inline MacroPtr NewMacro(IVandrelIF* service, IMacroCallback* callback = nullptr) {
     MacroPtr macro(static_cast<CUtilMacro*>(CreateUtilMacro()));
