@@ -177,21 +177,10 @@ TEST_F(MacroPortTest, AlphaPlanesMustBeEightBitsAndTheImagesSize) {
     PortPtr port = NewPort(8, 6);
     const Rect4 all{0, 0, 8, 6};
 
-    CUImageInfo info = pattern.info;
-    info.lColorDepth = 16;
-    ContainerPtr deep = NewContainer();
-    ASSERT_EQ(deep->Create(info, 1000, 128), 1);
-    std::vector<unsigned char> zeros(64, 0);
-    ASSERT_EQ(deep->SetLine(zeros.data(), 0, 0, -1), 1);
+    ContainerPtr deep = ContainerOf(MemImage::Make(8, 6, 16));
     EXPECT_EQ(Draw(port.get(), all, all, deep.get()), int32_t(0xE47F0008));
     EXPECT_EQ(Draw(port.get(), {0, 0, 4, 4}, {0, 0, 2, 2}, deep.get()), int32_t(0xE47F0008));
-
-    info = pattern.info;
-    info.lColorDepth = 8;
-    info.lWidth = 4;
-    ContainerPtr narrow = NewContainer();
-    ASSERT_EQ(narrow->Create(info, 1000, 128), 1);
-    ASSERT_EQ(narrow->SetLine(zeros.data(), 0, 0, -1), 1);
+    ContainerPtr narrow = ContainerOf(MemImage::Make(4, 6, 8));
     EXPECT_EQ(Draw(port.get(), all, all, narrow.get()), kVxErrMacroUnsupported);
     EXPECT_TRUE(IsUntouched(port.get()));
 
@@ -303,16 +292,9 @@ class MacroPortFileTest : public ::testing::Test {
 protected:
     void SetUp() override {
         service = MakeService(VANDREL_PLUGIN_DIR);
-        rgb = MemImage::Make(20, 15);
         ppm = dir.file("in.ppm");
-        WriteFile(ppm, PpmOf(rgb));
+        WriteFile(ppm, PpmOf(MemImage::Make(20, 15)));
         macro = NewMacro(service.get());
-    }
-    static CURequest NativeRequest() {
-        CURequest request;
-        request.info.bNative = 1;
-        request.info.lColorDepth = 32;
-        return request;
     }
     // The port pixel of a 24-bit pattern pixel: no alpha, then R, G, B.
     Pixel Native(int32_t x, int32_t y, unsigned char first = 0) const {
@@ -323,7 +305,6 @@ protected:
     ScratchDir dir;
     ServicePtr service;
     MacroPtr macro;
-    MemImage rgb;
     std::string ppm;
 };
 
@@ -362,7 +343,10 @@ TEST_F(MacroPortFileTest, APngAlphaPlaneLandsInTheFirstByteOfEveryPixel) {
     // Scaled, from the decoded containers: 6 x 4 -> 3 x 2 picks columns 0, 2, 4, lines 0, 2.
     ContainerPtr image = NewContainer();
     ContainerPtr alpha = NewContainer();
-    ASSERT_EQ(macro->GetImage(png.c_str(), NativeRequest(), image.get(), alpha.get()), 1);
+    CURequest native;
+    native.info.bNative = 1;
+    native.info.lColorDepth = 32;
+    ASSERT_EQ(macro->GetImage(png.c_str(), native, image.get(), alpha.get()), 1);
     PortPtr scaled = NewPort(3, 2);
     ASSERT_EQ(macro->GetImage(image.get(), alpha.get(), scaled.get(), 0, 0, 6, 4, 0, 0, 3, 2), 1);
     ExpectDrawn(scaled.get(), 0, 0, {0, 2, 4}, {0, 2}, withAlpha, "scaled");

@@ -91,7 +91,7 @@ TEST_F(MacroRotateTest, RotationComesBeforeResizing) {
     EXPECT_EQ(callback.calls.front(), "Start 384");
 }
 
-TEST_F(MacroRotateTest, RotatingWhileEncodingWritesTheTurnedSize) {
+TEST_F(MacroRotateTest, RotatingWhileEncodingWritesTheTurnedAndResizedSize) {
     ContainerPtr src = ContainerOf(Source());
     ContainerPtr srcAlpha = AlphaContainerOf(Source());
     CURequest request = Turn(270);
@@ -108,6 +108,16 @@ TEST_F(MacroRotateTest, RotatingWhileEncodingWritesTheTurnedSize) {
     EXPECT_EQ(out.alphaRows[4][1], Source().alphaRows[1][0]);
     // 5 lines of 2 * (0x20000 / 5): 255 whole steps.
     EXPECT_EQ(callback.TotalSteps(), 255u);
+
+    // Rotating and then resizing while encoding.
+    callback.calls.clear();
+    request = Turn(90, 9, 15);
+    request.strFormatName = "FAKE";
+    ASSERT_EQ(macro->SetImage("out.img", request, src.get(), nullptr), 1);
+    EXPECT_EQ(service.files["out.img"].info.lWidth, 9);
+    EXPECT_EQ(service.files["out.img"].rows.size(), 15u);
+    EXPECT_EQ(callback.Stages(), (std::vector<std::string>{"Start 384", "Begin 3", "End", "Begin 1",
+                                                           "End", "Finish"}));
 }
 
 TEST_F(MacroRotateTest, FileToFileChainsWithRotation) {
@@ -137,17 +147,6 @@ TEST_F(MacroRotateTest, FileToFileChainsWithRotation) {
     }
     // The last case was a half turn: the last source pixel comes first.
     EXPECT_EQ(service.files["out.img"].rows[0][0], Source().rows[2][3 * 4]);
-}
-
-TEST_F(MacroRotateTest, ContainersRotateThenResizeWhileEncoding) {
-    ContainerPtr src = ContainerOf(Source());
-    CURequest request = Turn(90, 9, 15);
-    request.strFormatName = "FAKE";
-    ASSERT_EQ(macro->SetImage("out.img", request, src.get(), nullptr), 1);
-    EXPECT_EQ(service.files["out.img"].info.lWidth, 9);
-    EXPECT_EQ(service.files["out.img"].rows.size(), 15u);
-    EXPECT_EQ(callback.Stages(), (std::vector<std::string>{"Start 384", "Begin 3", "End", "Begin 1",
-                                                           "End", "Finish"}));
 }
 
 TEST_F(MacroRotateTest, AnUnknownMethodIsRefusedByTheRotator) {
