@@ -77,21 +77,32 @@ TEST(GraphicsPortRect, PointsOnTheRightAndBottomEdgesAreOutside) {
     EXPECT_TRUE(PtInRect(corner, &huge));
 }
 
-TEST(GraphicsPortWorld, NewWorldsPadRowsAndStartZeroed) {
+TEST(GraphicsPortWorld, NewWorldsPadRowsAndStartZeroedOrAreRefused) {
     struct Case {
         int32_t depth;
         Rect bounds;
-        int32_t rowBytes;
+        int32_t rowBytes;  // 0: refused
     };
     const Case cases[] = {
         {8, MakeRect(0, 0, 3, 2), 4},
         {8, MakeRect(0, 0, 8, 1), 8},
         {32, MakeRect(0, 0, 5, 3), 20},
         {32, MakeRect(-10, 7, -9, 9), 4},  // the origin need not be (0, 0)
+        {16, MakeRect(0, 0, 4, 4), 0},
+        {24, MakeRect(0, 0, 4, 4), 0},
+        {32, MakeRect(0, 0, 0, 4), 0},
+        {32, MakeRect(0, 5, 4, 4), 0},
     };
     for (const Case& c : cases) {
-        WorldPtr w = MakeWorld(c.depth, c.bounds);
-        ASSERT_NE(w, nullptr);
+        OpaqueGrafPtr* raw = reinterpret_cast<OpaqueGrafPtr*>(1);
+        ASSERT_EQ(NewGWorld(&raw, c.depth, &c.bounds, useTempMem),
+                  c.rowBytes != 0 ? noErr : paramErr)
+            << c.depth;
+        if (c.rowBytes == 0) {
+            EXPECT_EQ(raw, nullptr);
+            continue;
+        }
+        WorldPtr w(raw);
         PixMapHandle pm = GetGWorldPixMap(w.get());
         EXPECT_EQ(pm->pixelSize, c.depth);
         EXPECT_EQ(GetPixRowBytes(pm), c.rowBytes);
@@ -103,24 +114,6 @@ TEST(GraphicsPortWorld, NewWorldsPadRowsAndStartZeroed) {
         EXPECT_EQ(std::memcmp(GetPixBaseAddr(pm), zeros.data(), zeros.size()), 0);
         EXPECT_EQ(LockPixels(pm), 1);
         UnlockPixels(pm);
-    }
-}
-
-TEST(GraphicsPortWorld, UnsupportedDepthsAndEmptyBoundsAreRefused) {
-    struct Case {
-        int32_t depth;
-        Rect bounds;
-    };
-    const Case cases[] = {
-        {16, MakeRect(0, 0, 4, 4)},
-        {24, MakeRect(0, 0, 4, 4)},
-        {32, MakeRect(0, 0, 0, 4)},
-        {32, MakeRect(0, 5, 4, 4)},
-    };
-    for (const Case& c : cases) {
-        OpaqueGrafPtr* w = reinterpret_cast<OpaqueGrafPtr*>(1);
-        EXPECT_EQ(NewGWorld(&w, c.depth, &c.bounds, 0), paramErr) << c.depth;
-        EXPECT_EQ(w, nullptr);
     }
     OpaqueGrafPtr* w = nullptr;
     const Rect tooWide = MakeRect(0, 0, 0x7fffffff, 1);
