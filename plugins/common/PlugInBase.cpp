@@ -3,6 +3,7 @@
 #include <new>
 
 #include "CodecSupport.h"
+#include "vandrel/CodecProperties.h"
 
 namespace vxcodec {
 
@@ -65,6 +66,20 @@ int32_t CPlugInBase::GetCameraInfo(CUCameraInfo* info) {
 int32_t CPlugInBase::SetRequest(const CURequest& request, const CUImageFileStatus& status) {
     m_request = request;
     m_status = status;
+    return ApplyPropertyEntries(request.pParamList);
+}
+
+int32_t CPlugInBase::ApplyPropertyEntries(const CUtilParamArray* list) {
+    if (list == nullptr) return 1;
+    for (int32_t i = 0; i < list->Count(); ++i) {
+        const CKeyTypeValue* entry = list->At(i);
+        const void* value = VxPropertyValue(*entry);
+        if (value == nullptr) continue;
+        // An unknown property (0) is another plug-in's business; a refused value is the
+        // caller's mistake and stops the request.
+        const int32_t result = SetProperty(entry->lType, value);
+        if (result < 0) return result;
+    }
     return 1;
 }
 

@@ -56,6 +56,9 @@ protected:
     // it cannot be read that far.
     int32_t SignatureVerdict(const char* fileName) const;
     bool NameMatchesExtensions(const char* fileName) const;
+    // Hands every property entry of a request's parameter list (CodecProperties.h) to
+    // SetProperty; 1, or the first refusal.
+    int32_t ApplyPropertyEntries(const CUtilParamArray* list);
 
     // True when the leading identity.signatureSize bytes of a file are this codec's.
     virtual bool HasSignature(const unsigned char* head) const = 0;
