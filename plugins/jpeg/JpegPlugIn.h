@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "../common/DecodeProgress.h"
+#include "../common/MemoryBudget.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -20,6 +21,8 @@ public:
     CJpegPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -41,6 +44,7 @@ private:
     JpegEncoder* m_encoder = nullptr;
     std::vector<unsigned char> m_cmykLine;  // CMYK files decode here, then become RGB
     CDecodeProgress m_progress;
+    CMemoryBudget m_budget;
 };
 
 }  // namespace vxcodec

@@ -17,8 +17,13 @@ namespace {
 
 const CodecIdentity kPngIdentity = {"PNG", "PNG", ".png;PNGf;", 8};
 
-// An interlaced image is decoded in whole before its first line; beyond this it is refused.
-constexpr uint64_t kMaxBufferedImageBytes = uint64_t(1) << 30;
+// No ancillary chunk the plug-in reads (a profile, Exif, XMP) comes near this; a forged chunk
+// length or a compressed-text bomb is refused before libpng allocates for it.
+constexpr uint64_t kMaxChunkBytes = uint64_t(16) << 20;
+// Ancillary chunks kept per file; thousands of them only cost time and memory.
+constexpr png_uint_32 kMaxAncillaryChunks = 256;
+// Text chunks carry nothing the plug-in uses, so libpng skips them unread.
+const png_byte kSkippedChunks[] = {'t', 'E', 'X', 't', '\0', 'z', 'T', 'X', 't', '\0'};
 
 // libpng's error callback must not return: it jumps back to the guarded function that called
 // the library (png_longjmp). Warnings are counted and become a warning status.
@@ -50,6 +55,7 @@ struct PngDecoder {
     png_structp png = nullptr;
     png_infop info = nullptr;
     std::FILE* file = nullptr;
+    uint64_t budget = kVxDefaultMemoryBudget;
     PngGuard guard;
     Layout layout;
     bool failed = false;
@@ -84,6 +90,10 @@ bool GuardedReadInfo(PngDecoder* d) {
     if (setjmp(png_jmpbuf(d->png))) return false;
     png_init_io(d->png, d->file);
     png_set_user_limits(d->png, kMaxImageSide, kMaxImageSide);
+    png_set_chunk_malloc_max(d->png, d->budget < kMaxChunkBytes ? d->budget : kMaxChunkBytes);
+    png_set_chunk_cache_max(d->png, kMaxAncillaryChunks);
+    png_set_keep_unknown_chunks(d->png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
+                                int(sizeof kSkippedChunks / 5));
     png_read_info(d->png, d->info);
     return true;
 }
@@ -180,12 +190,14 @@ Layout DescribeHeader(png_structp png, png_infop info) {
 }
 
 // Opens the file and reads everything up to the image data. On failure *code says why.
-PngDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+PngDecoder* OpenDecoder(const char* fileName, int32_t* code,
+                        uint64_t budget = kVxDefaultMemoryBudget) {
     PngDecoder* d = new (std::nothrow) PngDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     d->file = std::fopen(fileName, "rb");
     if (d->file == nullptr) {
         *code = kVxErrCodecOpen;
@@ -262,10 +274,20 @@ const char* CPngPlugIn::GetDecoderVersion() {
     return m_version.c_str();
 }
 
+int32_t CPngPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
+    return CReaderWriterPlugIn::GetProperty(id, value);
+}
+
+int32_t CPngPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    return CReaderWriterPlugIn::SetProperty(id, value);
+}
+
 int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const Layout& l = d->layout;
     DescribeImage(status, "PNG", int32_t(l.width), int32_t(l.height), l.sampleBits, l.alpha,
@@ -276,7 +298,7 @@ int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CPngPlugIn::OpenForReading() {
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const bool swap16 = d->layout.sampleBits == 16 && HostIsLittleEndian();
     if (!GuardedSetTransforms(d, swap16, SkipAlpha())) {
@@ -285,7 +307,8 @@ int32_t CPngPlugIn::OpenForReading() {
     }
     try {
         if (d->passes > 1) {
-            if (uint64_t(d->rowBytes) * d->layout.height > kMaxBufferedImageBytes) {
+            // An interlaced image is decoded in whole before its first line.
+            if (!m_budget.Allows(uint64_t(d->rowBytes) * d->layout.height)) {
                 DestroyDecoder(d);
                 return kVxErrCodecTooLarge;
             }

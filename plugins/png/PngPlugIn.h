@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "../common/DecodeProgress.h"
+#include "../common/MemoryBudget.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -20,6 +21,8 @@ public:
     CPngPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -42,6 +45,7 @@ private:
     PngEncoder* m_encoder = nullptr;
     CDecodeProgress m_progress;
     ministring m_version;
+    CMemoryBudget m_budget;
 };
 
 }  // namespace vxcodec

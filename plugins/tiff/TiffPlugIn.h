@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "../common/MemoryBudget.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -18,6 +19,8 @@ public:
     CTiffPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -38,6 +41,7 @@ private:
     TiffDecoder* m_decoder = nullptr;
     TiffEncoder* m_encoder = nullptr;
     ministring m_version;
+    CMemoryBudget m_budget;
 };
 
 }  // namespace vxcodec
