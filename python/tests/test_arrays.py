@@ -103,6 +103,7 @@ def test_threads_get_the_same_answers(tmp_path):
         for _ in range(5):
             vandrel.write(path, images[k])
             answers[k] = vandrel.resize(vandrel.rotate(vandrel.read(path), 33), 40)
+            vandrel.thumbnail(path, tmp_path / f"t{k}.jpg", 20)
 
     threads = [threading.Thread(target=work, args=(k,)) for k in range(len(images))]
     for t in threads:
@@ -111,6 +112,8 @@ def test_threads_get_the_same_answers(tmp_path):
         t.join()
     for got, want in zip(answers, expected):
         np.testing.assert_array_equal(got, want)
+    vandrel.thumbnail(tmp_path / "t0.png", tmp_path / "alone.jpg", 20)
+    assert (tmp_path / "alone.jpg").read_bytes() == (tmp_path / "t0.jpg").read_bytes()
 
 
 def test_thumbnail_writes_the_tools_file(tool, tmp_path):
