@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <mutex>
 
 namespace vxtool {
 namespace {
@@ -14,9 +13,6 @@ constexpr int kWatchSlots = 4;
 volatile std::sig_atomic_t g_interrupts = 0;
 // Paths live in static storage: the handler may only touch memory that never moves.
 char g_watched[kWatchSlots][PATH_MAX];
-// Jobs may run on several threads of one process (the Python module's); they take turns at the
-// slots. The handler never takes it: it only reads the first bytes.
-std::mutex g_watchTurns;
 
 void OnInterrupt(int signal) {
     if (g_interrupts > 0) {
@@ -57,7 +53,6 @@ void CInterruptGuard::Reset() {
 
 bool CInterruptGuard::Watch(const std::string& path) {
     if (path.size() >= PATH_MAX) return false;
-    std::lock_guard<std::mutex> turn(g_watchTurns);
     for (auto& slot : g_watched) {
         if (slot[0] != 0) continue;
         // Fill the text before its first byte makes the slot visible to the handler.
@@ -69,7 +64,6 @@ bool CInterruptGuard::Watch(const std::string& path) {
 }
 
 void CInterruptGuard::Unwatch(const std::string& path) {
-    std::lock_guard<std::mutex> turn(g_watchTurns);
     for (auto& slot : g_watched)
         if (slot[0] != 0 && path == slot) slot[0] = 0;
 }
