@@ -3,7 +3,7 @@
 # time, rebuilds what changed in build/mutants and runs the test program of the mutated
 # subsystem. A mutant the tests notice is "killed"; one they miss "survived".
 #
-#   scripts/mutants.sh [NAME_PATTERN]      (grep -E pattern over mutant names; default all)
+#   scripts/mutants.sh [NAME_PATTERN [SUBSYSTEM_PATTERN]]   (regular expressions; default all)
 #
 # List format, one mutant a line, fields separated by tabs:
 #   name  subsystem  file  original text  mutated text
@@ -18,6 +18,7 @@ list=scripts/mutants.list
 build=${MUTANT_BUILD_DIR:-build/mutants}
 timeout_s=${MUTANT_TIMEOUT:-300}
 pattern=${1:-.}
+subsystems=${2:-.}
 log_dir=$build/mutant-logs
 
 if ! git diff --quiet -- src plugins tools include; then
@@ -65,7 +66,7 @@ results=()
 while IFS=$'\n' read -r line <&3; do
   [[ -z "$line" || "$line" == \#* ]] && continue
   IFS=$'\t' read -r name subsystem file original mutated <<<"$(printf '%s' "$line" | sed 's/\t\t/\t-\t/g')"
-  [[ "$name" =~ $pattern ]] || continue
+  [[ "$name" =~ $pattern && "$subsystem" =~ $subsystems ]] || continue
   [[ "$mutated" == "-" ]] && mutated=""
   target=$(target_of "$subsystem")
   if [[ -z "${baseline_ok[$target]:-}" && -z "${MUTANT_SKIP_BASELINE:-}" ]]; then
