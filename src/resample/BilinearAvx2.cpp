@@ -1,0 +1,133 @@
+// AVX2 kernels of the bilinear engine. Every blend is rewritten as
+//     g × a + f × b = (a << 10) + f × (b − a)        (g = 1024 − f)
+// which is the same integer, so the rounding at the end sees the same sum. 8-bit blends stay
+// in 32-bit lanes (all terms below 2^29); 16-bit ones finish in 64-bit halves. Across passes
+// gather their taps through the per-sample maps and leave the last pixels (fewer than eight)
+// to the plain kernels.
+#include "platform/CpuFeatures.h"
+
+#if VX_X86_VECTOR
+
+#include "resample/Avx2Support.h"
+#include "resample/ResampleCommon.h"
+
+namespace vxresample {
+namespace {
+
+using namespace avx2;
+
+// (a << 10) + f × (b − a), all in 32-bit lanes.
+VX_AVX2 inline __m256i Weigh(__m256i a, __m256i b, __m256i f) {
+    return _mm256_add_epi32(_mm256_slli_epi32(a, kLinearBits),
+                            _mm256_mullo_epi32(f, _mm256_sub_epi32(b, a)));
+}
+
+VX_AVX2 inline __m256i Round20(__m256i sum) {
+    return _mm256_srli_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(kProductHalf)), kProductBits);
+}
+
+VX_AVX2 void BlendRows8(uint8_t* out, const uint32_t* upper, const uint32_t* lower, int64_t count,
+                        uint32_t fy) {
+    const __m256i f = _mm256_set1_epi32(int32_t(fy));
+    const int64_t n = count & ~int64_t(7);
+    for (int64_t i = 0; i < n; i += 8)
+        Store(out + i, Round20(Weigh(Load(upper + i), Load(lower + i), f)));
+    kBilinearPlain.eight.blendRows(out + n, upper + n, lower + n, count - n, fy);
+}
+
+VX_AVX2 void BlendRows16(uint16_t* out, const uint32_t* upper, const uint32_t* lower, int64_t count,
+                         uint32_t fy) {
+    const __m256i f = _mm256_set1_epi32(int32_t(fy));
+    const int64_t n = count & ~int64_t(7);
+    for (int64_t i = 0; i < n; i += 8) {
+        const __m256i a = Load(upper + i);
+        Store(out + i, Round20Wide(a, _mm256_sub_epi32(Load(lower + i), a), f));
+    }
+    kBilinearPlain.sixteen.blendRows(out + n, upper + n, lower + n, count - n, fy);
+}
+
+template <typename Sample>
+VX_AVX2 void BlendVertically(uint32_t* blend, const Sample* upper, const Sample* lower,
+                             int64_t count, uint32_t fy) {
+    const __m256i f = _mm256_set1_epi32(int32_t(fy));
+    const int64_t n = count & ~int64_t(7);
+    for (int64_t i = 0; i < n; i += 8)
+        Store(blend + i, Weigh(Widen(upper + i), Widen(lower + i), f));
+    kBilinearPlain.For<Sample>().blendVertically(blend + n, upper + n, lower + n, count - n, fy);
+}
+
+// The two taps of an across blend: the sample at `first` and the one a pixel to its right.
+template <typename Sample>
+VX_AVX2 inline void Taps(const Sample* line, __m256i first, __m256i step, __m256i& a, __m256i& b) {
+    a = Gather(line, first);
+    b = Gather(line, _mm256_add_epi32(first, step));
+}
+
+template <typename Sample>
+VX_AVX2 inline void Finish(Sample* out, __m256i a, __m256i b, __m256i f);
+template <>
+VX_AVX2 inline void Finish(uint8_t* out, __m256i a, __m256i b, __m256i f) {
+    Store(out, Round20(Weigh(a, b, f)));
+}
+template <>
+VX_AVX2 inline void Finish(uint16_t* out, __m256i a, __m256i b, __m256i f) {
+    Store(out, Round20Wide(a, _mm256_sub_epi32(b, a), f));
+}
+
+template <typename Sample>
+VX_AVX2 void BlendAcross(Sample* out, const uint32_t* blend, const AcrossMap& map) {
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    const __m256i step = _mm256_set1_epi32(map.channels);
+    for (int64_t j = 0; j < n; j += 8) {
+        __m256i a, b;
+        Taps(blend, Load(map.first + j), step, a, b);
+        Finish(out + j, a, b, Load(map.sampleWeight + j));
+    }
+    kBilinearPlain.For<Sample>().blendAcross(out + n, blend, TailMap(map, pixels));
+}
+
+template <typename Sample>
+VX_AVX2 void InterpolateAcross(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    const __m256i step = _mm256_set1_epi32(map.channels);
+    for (int64_t j = 0; j < n; j += 8) {
+        __m256i a, b;
+        Taps(line, Load(map.first + j), step, a, b);
+        Store(row + j, Weigh(a, b, Load(map.sampleWeight + j)));
+    }
+    kBilinearPlain.For<Sample>().interpolateAcross(row + n, line, TailMap(map, pixels));
+}
+
+template <typename Sample>
+VX_AVX2 void BlendDirect(Sample* out, const Sample* upper, const Sample* lower,
+                         const AcrossMap& map, uint32_t fy) {
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    const __m256i step = _mm256_set1_epi32(map.channels);
+    const __m256i f = _mm256_set1_epi32(int32_t(fy));
+    for (int64_t j = 0; j < n; j += 8) {
+        const __m256i first = Load(map.first + j);
+        const __m256i fx = Load(map.sampleWeight + j);
+        __m256i a, b;
+        Taps(upper, first, step, a, b);
+        const __m256i top = Weigh(a, b, fx);
+        Taps(lower, first, step, a, b);
+        Finish(out + j, top, Weigh(a, b, fx), f);
+    }
+    kBilinearPlain.For<Sample>().blendDirect(out + n, upper, lower, TailMap(map, pixels), fy);
+}
+
+}  // namespace
+
+const BilinearKernels kBilinearAvx2 = {
+    {BlendRows8, BlendVertically<uint8_t>, BlendAcross<uint8_t>, InterpolateAcross<uint8_t>,
+     BlendDirect<uint8_t>},
+    {BlendRows16, BlendVertically<uint16_t>, BlendAcross<uint16_t>, InterpolateAcross<uint16_t>,
+     BlendDirect<uint16_t>},
+};
+
+}  // namespace vxresample
+
+#endif
