@@ -87,8 +87,67 @@ VX_AVX2 void BlendAcross(Sample* out, const uint32_t* blend, const AcrossMap& ma
     kBilinearPlain.For<Sample>().blendAcross(out + n, blend, TailMap(map, pixels));
 }
 
+// 8-bit lines of up to three samples per pixel: one four-byte read holds both taps (bytes 0
+// and `channels`), paired as 16-bit words for pmaddwd against (1024 − f, f).
+struct PairTaps8 {
+    __m128i shift;  // bits from the first tap to the second
+    explicit PairTaps8(int32_t channels) : shift(_mm_cvtsi32_si128(8 * channels)) {}
+};
+
+VX_AVX2 inline __m256i Paired(const uint8_t* line, __m256i first, const PairTaps8& taps) {
+    const __m256i v = _mm256_i32gather_epi32(reinterpret_cast<const int*>(line), first, 1);
+    const __m256i byte = _mm256_set1_epi32(0xff);
+    return _mm256_or_si256(
+        _mm256_and_si256(v, byte),
+        _mm256_slli_epi32(_mm256_and_si256(_mm256_srl_epi32(v, taps.shift), byte), 16));
+}
+
+VX_AVX2 inline __m256i WeightPairs(__m256i f) {
+    return _mm256_or_si256(_mm256_sub_epi32(_mm256_set1_epi32(kLinearOne), f),
+                           _mm256_slli_epi32(f, 16));
+}
+
+VX_AVX2 bool InterpolateAcrossPaired(uint32_t* row, const uint8_t* line, const AcrossMap& map) {
+    if (map.channels > 3) return false;
+    const PairTaps8 taps(map.channels);
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    for (int64_t j = 0; j < n; j += 8)
+        Store(row + j, _mm256_madd_epi16(Paired(line, Load(map.first + j), taps),
+                                         WeightPairs(Load(map.sampleWeight + j))));
+    kBilinearPlain.eight.interpolateAcross(row + n, line, TailMap(map, pixels));
+    return true;
+}
+
+VX_AVX2 bool BlendDirectPaired(uint8_t* out, const uint8_t* upper, const uint8_t* lower,
+                               const AcrossMap& map, uint32_t fy) {
+    if (map.channels > 3) return false;
+    const PairTaps8 taps(map.channels);
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    const __m256i f = _mm256_set1_epi32(int32_t(fy));
+    for (int64_t j = 0; j < n; j += 8) {
+        const __m256i first = Load(map.first + j);
+        const __m256i w = WeightPairs(Load(map.sampleWeight + j));
+        const __m256i top = _mm256_madd_epi16(Paired(upper, first, taps), w);
+        const __m256i bottom = _mm256_madd_epi16(Paired(lower, first, taps), w);
+        Store(out + j, Round20(Weigh(top, bottom, f)));
+    }
+    kBilinearPlain.eight.blendDirect(out + n, upper, lower, TailMap(map, pixels), fy);
+    return true;
+}
+
+VX_AVX2 bool InterpolateAcrossPaired(uint32_t*, const uint16_t*, const AcrossMap&) {
+    return false;
+}
+VX_AVX2 bool BlendDirectPaired(uint16_t*, const uint16_t*, const uint16_t*, const AcrossMap&,
+                               uint32_t) {
+    return false;
+}
+
 template <typename Sample>
 VX_AVX2 void InterpolateAcross(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    if (InterpolateAcrossPaired(row, line, map)) return;
     const int32_t pixels = VectorPixels(map);
     const int64_t n = int64_t(pixels) * map.channels;
     const __m256i step = _mm256_set1_epi32(map.channels);
@@ -103,6 +162,7 @@ VX_AVX2 void InterpolateAcross(uint32_t* row, const Sample* line, const AcrossMa
 template <typename Sample>
 VX_AVX2 void BlendDirect(Sample* out, const Sample* upper, const Sample* lower,
                          const AcrossMap& map, uint32_t fy) {
+    if (BlendDirectPaired(out, upper, lower, map, fy)) return;
     const int32_t pixels = VectorPixels(map);
     const int64_t n = int64_t(pixels) * map.channels;
     const __m256i step = _mm256_set1_epi32(map.channels);
