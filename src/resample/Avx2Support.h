@@ -88,8 +88,26 @@ inline int32_t VectorPixels(const AcrossMap& map) {
 }
 inline AcrossMap TailMap(const AcrossMap& map, int32_t done) {
     const int64_t samples = int64_t(done) * map.channels;
-    return AcrossMap{map.index + done,           map.weight + done, map.first + samples,
-                     map.sampleWeight + samples, map.width - done,  map.channels};
+    AcrossMap tail = map;
+    tail.index += done;
+    if (tail.weight != nullptr) tail.weight += done;
+    tail.first += samples;
+    if (tail.sampleWeight != nullptr) tail.sampleWeight += samples;
+    tail.width -= done;
+    tail.windowBase = nullptr;
+    tail.windowShuffle = nullptr;
+    return tail;
+}
+
+// The two taps of eight samples (group g and g + 1 of the windows) of an 8-bit line as 16-bit
+// pairs (first, second).
+VX_AVX2 inline __m256i WindowPairs(const uint8_t* line, const AcrossMap& map, int64_t g) {
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g]));
+    const __m128i high =
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g + 1]));
+    const __m256i control =
+        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(map.windowShuffle + 16 * g));
+    return _mm256_shuffle_epi8(_mm256_set_m128i(high, low), control);
 }
 
 }  // namespace avx2

@@ -112,9 +112,15 @@ VX_AVX2 bool InterpolateAcrossPaired(uint32_t* row, const uint8_t* line, const A
     const PairTaps8 taps(map.channels);
     const int32_t pixels = VectorPixels(map);
     const int64_t n = int64_t(pixels) * map.channels;
-    for (int64_t j = 0; j < n; j += 8)
-        Store(row + j, _mm256_madd_epi16(Paired(line, Load(map.first + j), taps),
-                                         WeightPairs(Load(map.sampleWeight + j))));
+    if (map.windowBase != nullptr) {
+        for (int64_t j = 0; j < n; j += 8)
+            Store(row + j, _mm256_madd_epi16(WindowPairs(line, map, j / 4),
+                                             WeightPairs(Load(map.sampleWeight + j))));
+    } else {
+        for (int64_t j = 0; j < n; j += 8)
+            Store(row + j, _mm256_madd_epi16(Paired(line, Load(map.first + j), taps),
+                                             WeightPairs(Load(map.sampleWeight + j))));
+    }
     kBilinearPlain.eight.interpolateAcross(row + n, line, TailMap(map, pixels));
     return true;
 }
@@ -126,7 +132,13 @@ VX_AVX2 bool BlendDirectPaired(uint8_t* out, const uint8_t* upper, const uint8_t
     const int32_t pixels = VectorPixels(map);
     const int64_t n = int64_t(pixels) * map.channels;
     const __m256i f = _mm256_set1_epi32(int32_t(fy));
-    for (int64_t j = 0; j < n; j += 8) {
+    for (int64_t j = 0; j < n && map.windowBase != nullptr; j += 8) {
+        const __m256i w = WeightPairs(Load(map.sampleWeight + j));
+        const __m256i top = _mm256_madd_epi16(WindowPairs(upper, map, j / 4), w);
+        const __m256i bottom = _mm256_madd_epi16(WindowPairs(lower, map, j / 4), w);
+        Store(out + j, Round20(Weigh(top, bottom, f)));
+    }
+    for (int64_t j = 0; j < n && map.windowBase == nullptr; j += 8) {
         const __m256i first = Load(map.first + j);
         const __m256i w = WeightPairs(Load(map.sampleWeight + j));
         const __m256i top = _mm256_madd_epi16(Paired(upper, first, taps), w);

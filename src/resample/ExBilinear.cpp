@@ -295,10 +295,17 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     h->pKernels =
         VectorIndexable(source->lWidth, ch) ? &BilinearKernelsForNewHandles() : &kBilinearPlain;
     if (!BuildAcrossMap(h->pColumnIndex, h->pColumnFraction, destination->lWidth, ch,
-                        h->pSampleFirst, h->pSampleFraction, h->across)) {
+                        h->pSampleFirst, h->pSampleFraction, h->across) ||
+        (IsEightBit(source->ulFormat) &&
+         !BuildPairWindows(h->across, h->pWindowBase, h->pWindowShuffle))) {
         ExDisposeBilinearHandle(h);
         return kErrMemory;
     }
+    // With both taps in reach of a shuffle, the direct order reads fewer bytes than
+    // blending the whole band down first; the integers are the same.
+    if (h->lStrategy == kVerticalFirst && h->pKernels != &kBilinearPlain &&
+        h->across.windowBase != nullptr)
+        h->lStrategy = kDirect;
     BuildLinearRowMap(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     *handle = h;
@@ -316,6 +323,8 @@ int32_t ExDisposeBilinearHandle(EXBILINEAR_HANDLE* handle) {
     ExMemFree(handle->pRowBlock);
     ExMemFree(handle->pSampleFirst);
     ExMemFree(handle->pSampleFraction);
+    ExMemFree(handle->pWindowBase);
+    ExMemFree(handle->pWindowShuffle);
     ExMemFree(handle);
     return 0;
 }

@@ -75,6 +75,8 @@ struct EXBILINEAR_HANDLE {
     vxresample::AcrossMap across;                 // the column maps, also flattened per sample
     int32_t* pSampleFirst;
     int32_t* pSampleFraction;
+    int32_t* pWindowBase;  // 8-bit lines: the pair windows of the across map
+    uint8_t* pWindowShuffle;
 };
 
 struct EXBICUBIC_HANDLE {

@@ -12,6 +12,12 @@ namespace vxresample {
 // with fraction (or phase) weight[x]. The flat arrays repeat that per sample, channels
 // included: sample j = x × channels + c starts at source sample first[j] = index[x] × channels
 // + c, weighted by sampleWeight[j] = weight[x].
+//
+// Where the two taps of every four consecutive samples of an 8-bit line lie within 16 bytes
+// (enlargements, moderate reductions), windowBase holds the first byte of that window per
+// group of four and windowShuffle the byte order that pairs each sample's taps as 16-bit
+// words, so a vector kernel reads them with two loads and one shuffle instead of gathers.
+// Both are null otherwise.
 struct AcrossMap {
     const int32_t* index;
     const int32_t* weight;
@@ -19,6 +25,8 @@ struct AcrossMap {
     const int32_t* sampleWeight;
     int32_t width;
     int32_t channels;
+    const int32_t* windowBase;
+    const uint8_t* windowShuffle;
 };
 
 template <typename Sample>

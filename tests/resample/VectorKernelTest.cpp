@@ -53,8 +53,9 @@ TEST_F(VectorKernels, EveryWidthMethodDepthAndChannelCountGivesThePlainBytes) {
         for (int method = 0; method <= 7; ++method)
             for (int bits : {8, 16}) {
                 const int32_t ch = 1 + (dw + method + bits / 8) % 4;
-                // Enlarging (across first), reducing to a half or less (direct), in between.
-                for (int32_t sw : {dw * 2 / 3 + 1, dw * 3 / 2 + 1, dw * 3 + 2}) {
+                // Enlarging (across first), reducing to a half or less (direct), in between,
+                // and strongly enough that the taps of neighbouring samples lie far apart.
+                for (int32_t sw : {dw * 2 / 3 + 1, dw * 3 / 2 + 1, dw * 3 + 2, dw * 7 + 3}) {
                     const int32_t sh = 3 + (dw + sw) % 7;
                     const int32_t dh = 4 + (dw * 5 + method) % 9;
                     ExpectSameBytes(Harsh(sw, sh, ch, bits, uint32_t(dw * 8 + method)), bits, dw,
