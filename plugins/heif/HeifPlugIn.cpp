@@ -281,6 +281,10 @@ int32_t EncodeImage(HeifEncoder* e, const MetadataBlocks& blocks, int quality) {
         code = kVxErrCodecUnsupported;
     } else {
         options->save_alpha_channel = e->alpha ? 1 : 0;
+        // libheif 1.15 hands 10-bit images to libaom in AV1's professional profile, which at 10
+        // bits holds 4:2:2 only: libaom 3.6 stops the process on 4:2:0 or 4:4:4 there, and
+        // refuses the monochrome alpha image (hence no alpha at 10 bits). 12 bits take all.
+        if (e->sampleBits == 10) heif_encoder_set_parameter_string(encoder, "chroma", "422");
         heif_encoder_set_lossy_quality(encoder, std::max(0, std::min(100, quality)));
         if (heif_context_encode_image(context, e->image, encoder, options, &written).code !=
             heif_error_Ok) {
@@ -460,8 +464,12 @@ int32_t CHeifPlugIn::OpenForWriting() {
     e->height = layout.lHeight;
     e->inputChannels = samples.channels;
     e->inputBytes = samples.bits / 8;
-    e->sampleBits = m_sampleBits != 0 ? m_sampleBits : samples.bits == 16 ? 10 : 8;
+    e->sampleBits = m_sampleBits != 0 ? m_sampleBits : samples.bits == 16 ? 12 : 8;
     e->alpha = WriteAlpha();
+    if (e->sampleBits == 10 && e->alpha) {
+        delete e;
+        return kVxErrCodecUnsupported;
+    }
     const heif_chroma chroma = DecodedChroma(e->sampleBits == 8 ? 8 : 16, e->alpha);
     if (heif_image_create(e->width, e->height, heif_colorspace_RGB, chroma, &e->image).code !=
             heif_error_Ok ||

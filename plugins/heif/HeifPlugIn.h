@@ -1,8 +1,9 @@
 // The HEIF codec over libheif: reads the primary image of HEIC, HEIF and AVIF files (8-bit
 // images as 24-bit lines, 10- and 12-bit ones as 48-bit lines, alpha as the second plane) with
 // the file's rotation, mirroring and crop applied as libheif applies them, and writes AVIF
-// (quality, 8/10/12 bits per sample, alpha, ICC profile, Exif). Files are chosen by the brands
-// of their 'ftyp' box: one module takes the HEVC family (reading only), the other AVIF.
+// (quality, 8/10/12 bits per sample, alpha except at 10 bits, ICC profile, Exif). Files are chosen
+// by the brands of their 'ftyp' box: one module takes the HEVC family (reading only), the other
+// AVIF.
 #ifndef VANDREL_PLUGINS_HEIFPLUGIN_H
 #define VANDREL_PLUGINS_HEIFPLUGIN_H
 
@@ -45,7 +46,7 @@ private:
     HeifFamily m_family;
     HeifDecoder* m_decoder = nullptr;
     HeifEncoder* m_encoder = nullptr;
-    int32_t m_sampleBits = 0;  // written: 8, 10 or 12; 0 = from the depth of the request
+    int32_t m_sampleBits = 0;  // written: 8, 10 or 12; 0 = 8 from 24-bit lines, 12 from 48
     ministring m_version;
 };
 

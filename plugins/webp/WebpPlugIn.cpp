@@ -65,16 +65,28 @@ struct WebpLayout {
     bool lossless = false;
 };
 
+// The demuxer checks the whole container before anything is allocated for the pixels: a
+// header that promises a canvas without a complete first frame is refused here.
 int32_t Inspect(const std::vector<unsigned char>& data, WebpLayout* layout) {
-    WebPBitstreamFeatures features;
-    const VP8StatusCode status = WebPGetFeatures(data.data(), data.size(), &features);
-    if (status == VP8_STATUS_OUT_OF_MEMORY) return kVxErrCodecMemory;
-    if (status != VP8_STATUS_OK) return kVxErrCodecFormat;
-    layout->width = features.width;
-    layout->height = features.height;
-    layout->alpha = features.has_alpha != 0;
-    layout->animated = features.has_animation != 0;
-    layout->lossless = features.format == 2;
+    const WebPData whole = {data.data(), data.size()};
+    WebPDemuxer* demux = WebPDemux(&whole);
+    if (demux == nullptr) return kVxErrCodecFormat;
+    const uint32_t flags = WebPDemuxGetI(demux, WEBP_FF_FORMAT_FLAGS);
+    layout->width = int32_t(WebPDemuxGetI(demux, WEBP_FF_CANVAS_WIDTH));
+    layout->height = int32_t(WebPDemuxGetI(demux, WEBP_FF_CANVAS_HEIGHT));
+    layout->animated = (flags & ANIMATION_FLAG) != 0;
+    WebPIterator frame;
+    bool found = WebPDemuxGetFrame(demux, 1, &frame) != 0 && frame.fragment.size > 0;
+    if (found) {
+        WebPBitstreamFeatures features;
+        found =
+            WebPGetFeatures(frame.fragment.bytes, frame.fragment.size, &features) == VP8_STATUS_OK;
+        layout->lossless = found && features.format == 2;
+        layout->alpha = (flags & ALPHA_FLAG) != 0 || frame.has_alpha != 0;
+        WebPDemuxReleaseIterator(&frame);
+    }
+    WebPDemuxDelete(demux);
+    if (!found) return kVxErrCodecFormat;
     if (!AcceptableSize(uint64_t(std::max(0, layout->width)),
                         uint64_t(std::max(0, layout->height))))
         return layout->width < 1 || layout->height < 1 ? kVxErrCodecFormat : kVxErrCodecTooLarge;
@@ -294,8 +306,9 @@ int32_t CWebpPlugIn::GetFileStatus(CUImageFileStatus* status) {
     } catch (const std::bad_alloc&) {
         FileBlocks().Clear();
     }
+    // A reader answers kVxPropLossless with the coding of the file's first frame.
+    m_lossless = l.lossless ? 1 : 0;
     DescribeImage(status, "WEBP", l.width, l.height, 8, l.alpha, l.alpha ? 32 : 24);
-    status->lValue2 = l.lossless ? 1 : 0;
     return 1;
 }
 

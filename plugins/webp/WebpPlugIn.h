@@ -41,7 +41,7 @@ private:
 
     WebpDecoder* m_decoder = nullptr;
     WebpEncoder* m_encoder = nullptr;
-    int32_t m_lossless = 0;
+    int32_t m_lossless = 0;  // writing: asked for; reading: how the file is coded
     ministring m_version;
 };
 
