@@ -9,7 +9,7 @@ packages=(
   libjpeg62-turbo-dev libpng-dev libtiff-dev zlib1g-dev
   libheif-dev libwebp-dev libgif-dev
   libheif-examples webp giflib-tools
-  libcli11-dev nlohmann-json3-dev
+  libcli11-dev nlohmann-json3-dev libexif-dev
 )
 
 missing=()

@@ -1,13 +1,16 @@
 // A codec whose file format keeps the ICC profile and the Exif block in containers of its own
 // (HEIF items, WebP chunks). It answers the metadata and memory-budget properties, fills the
 // camera information from the Exif block and makes tag databases over it; the codec reads the
-// blocks with its library (ReadBlocks) and writes what SetProperty left in BlocksToWrite().
+// blocks with its library (a MetadataReader, and FileBlocks() in GetFileStatus) and writes
+// what SetProperty left in BlocksToWrite().
 #ifndef VANDREL_PLUGINS_BLOCKMETADATAPLUGIN_H
 #define VANDREL_PLUGINS_BLOCKMETADATAPLUGIN_H
 
 #include <cstdint>
 #include <memory>
 
+#include "BlockTagDirectory.h"
+#include "MemoryBudget.h"
 #include "MetadataBlocks.h"
 #include "ReaderWriterPlugIn.h"
 
@@ -31,14 +34,16 @@ protected:
     virtual int32_t SetCodecProperty(int32_t, const void*) { return 0; }
 
     // The file's blocks, as GetFileStatus found them.
-    MetadataBlocks& FileBlocks() { return m_fileBlocks; }
-    const MetadataBlocks& BlocksToWrite() const { return m_writeBlocks; }
+    CMetadataBlocks& FileBlocks() { return m_fileBlocks; }
+    const CMetadataBlocks& BlocksToWrite() const { return m_writeBlocks; }
     const CMemoryBudget& Budget() const { return m_budget; }
 
 private:
+    int32_t SetExif(const void* value);
+
     MetadataReader m_reader;
-    MetadataBlocks m_fileBlocks;
-    MetadataBlocks m_writeBlocks;
+    CMetadataBlocks m_fileBlocks;
+    CMetadataBlocks m_writeBlocks;
     CMemoryBudget m_budget;
     std::unique_ptr<CBlockTagDirectory> m_tagDB;
 };

@@ -1,70 +1,116 @@
-// The metadata a codec hands out and takes through its properties (CodecProperties.h): the ICC
-// profile and the Exif block as whole byte runs, and the memory budget a decoder works within.
-// Formats that keep their metadata in containers of their own (HEIF items, WebP chunks) share
-// this; the tag database over such a file is the Exif block parsed in memory.
+// The metadata blocks of one instance (CodecProperties.h): a reader keeps what its file holds
+// once the status has been read, a writer what its caller handed over before the file is
+// opened. Which blocks a format can hold is the codec's word, given as a mask of BlockBit().
 #ifndef VANDREL_PLUGINS_METADATABLOCKS_H
 #define VANDREL_PLUGINS_METADATABLOCKS_H
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
-#include "TagDirectory.h"
+#include "vandrel/CodecProperties.h"
+#include "vandrel/Status.h"
 
 namespace vxcodec {
 
-struct MetadataBlocks {
-    std::vector<unsigned char> icc;
-    std::vector<unsigned char> exif;  // from "II*\0" or "MM\0*"
+class CMetadataBlocks {
+public:
+    static constexpr uint32_t kIcc = 1u << 0;
+    static constexpr uint32_t kExif = 1u << 1;
+    static constexpr uint32_t kXmp = 1u << 2;
+
+    // The mask bit of a block property, 0 for any other id.
+    static uint32_t BlockBit(int32_t id) {
+        switch (id) {
+            case kVxPropIccProfile:
+                return kIcc;
+            case kVxPropExif:
+                return kExif;
+            case kVxPropXmp:
+                return kXmp;
+            default:
+                return 0;
+        }
+    }
+
+    // GetProperty of a block: 1 with the bytes, 0 when there are none or id is no block.
+    int32_t Get(int32_t id, void* value) const {
+        const std::vector<unsigned char>* block = Find(id);
+        if (block == nullptr || block->empty()) return 0;
+        if (value == nullptr) return kVxErrInvalidArgument;
+        VxByteBlock* out = static_cast<VxByteBlock*>(value);
+        out->data = block->data();
+        out->size = uint32_t(block->size());
+        return 1;
+    }
+
+    // SetProperty of a block: 1 when copied (an empty block removes it), 0 when id is no block
+    // or not one of the `held` kinds.
+    int32_t Set(int32_t id, const void* value, uint32_t held) {
+        std::vector<unsigned char>* block = Find(id);
+        if (block == nullptr || (BlockBit(id) & held) == 0) return 0;
+        const VxByteBlock* in = static_cast<const VxByteBlock*>(value);
+        if (in == nullptr || (in->data == nullptr && in->size != 0)) return kVxErrInvalidArgument;
+        try {
+            block->assign(in->data, in->data + in->size);
+        } catch (const std::bad_alloc&) {
+            return kVxErrCodecMemory;
+        }
+        return 1;
+    }
+
+    // A reader keeps what it found; false when memory ran out (the block is then dropped).
+    bool Keep(int32_t id, const unsigned char* data, size_t size) {
+        std::vector<unsigned char>* block = Find(id);
+        if (block == nullptr) return false;
+        try {
+            block->assign(data, data + size);
+        } catch (const std::bad_alloc&) {
+            block->clear();
+            return false;
+        }
+        return true;
+    }
+
+    const std::vector<unsigned char>& Icc() const { return m_icc; }
+    const std::vector<unsigned char>& Exif() const { return m_exif; }
+    const std::vector<unsigned char>& Xmp() const { return m_xmp; }
 
     void Clear() {
-        icc.clear();
-        exif.clear();
+        m_icc.clear();
+        m_exif.clear();
+        m_xmp.clear();
     }
-    // GetProperty of kVxPropIccProfile / kVxPropExif: 1 with the block, 0 when the file has
-    // none or the id is another one.
-    int32_t Get(int32_t id, void* value) const;
-    // SetProperty of the same: 1, kVxErrInvalidArgument for a null or empty block, 0 for
-    // another id.
-    int32_t Set(int32_t id, const void* value);
-    bool Handles(int32_t id) const;
-};
-
-// Where an Exif block really starts: the TIFF header, after whatever prefix the container put
-// before it ("Exif\0\0", HEIF's 4-byte offset). Null when there is no TIFF header in the
-// first bytes.
-const unsigned char* FindTiffHeader(const unsigned char* data, size_t size);
-
-// Reads the metadata of one file with the codec library; false when the file is not the
-// codec's.
-typedef bool (*MetadataReader)(const char* fileName, MetadataBlocks* blocks);
-
-// A tag database whose Load asks the codec for the file's blocks and parses the Exif block;
-// the ICC profile is kept as tag 0x8773 of the first directory, where TIFF files keep theirs.
-class CBlockTagDirectory : public CTagDirectory {
-public:
-    explicit CBlockTagDirectory(MetadataReader reader) : m_reader(reader) {}
-    /* 1 */ int32_t Load(const char* fileName) override;
-    // The same from blocks already read.
-    void LoadBlocks(const MetadataBlocks& blocks);
 
 private:
-    MetadataReader m_reader;
+    std::vector<unsigned char>* Find(int32_t id) {
+        switch (id) {
+            case kVxPropIccProfile:
+                return &m_icc;
+            case kVxPropExif:
+                return &m_exif;
+            case kVxPropXmp:
+                return &m_xmp;
+            default:
+                return nullptr;
+        }
+    }
+    const std::vector<unsigned char>* Find(int32_t id) const {
+        return const_cast<CMetadataBlocks*>(this)->Find(id);
+    }
+
+    std::vector<unsigned char> m_icc;
+    std::vector<unsigned char> m_exif;
+    std::vector<unsigned char> m_xmp;
 };
 
-// kVxPropMemoryBudget: the bytes a decoder may hold for one image.
-class CMemoryBudget {
-public:
-    int64_t Bytes() const { return m_bytes; }
-    // 1, or kVxErrInvalidArgument for a negative value; 0 restores the default.
-    int32_t Set(const void* value);
-    int32_t Get(void* value) const;
-    bool Allows(uint64_t bytes) const { return bytes <= uint64_t(m_bytes); }
-
-private:
-    int64_t m_bytes = kDefault;
-    static const int64_t kDefault;
-};
+// Reading an int32_t property value; false for a null pointer.
+inline bool ReadInt32Property(const void* value, int32_t* out) {
+    if (value == nullptr) return false;
+    *out = *static_cast<const int32_t*>(value);
+    return true;
+}
 
 }  // namespace vxcodec
 

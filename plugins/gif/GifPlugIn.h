@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "../common/MetadataBlocks.h"
+#include "../common/MemoryBudget.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {

@@ -181,19 +181,19 @@ HeifDecoder* OpenPrimaryImage(const char* fileName, int32_t* code) {
     return d;
 }
 
-void ReadProfile(const heif_image_handle* handle, std::vector<unsigned char>* icc) {
+void ReadProfile(const heif_image_handle* handle, CMetadataBlocks* blocks) {
     const heif_color_profile_type type = heif_image_handle_get_color_profile_type(handle);
     if (type != heif_color_profile_type_prof && type != heif_color_profile_type_rICC) return;
     const size_t size = heif_image_handle_get_raw_color_profile_size(handle);
     if (size == 0 || size > kMaxMetadataBytes) return;
-    icc->resize(size);
-    if (heif_image_handle_get_raw_color_profile(handle, icc->data()).code != heif_error_Ok)
-        icc->clear();
+    std::vector<unsigned char> icc(size);
+    if (heif_image_handle_get_raw_color_profile(handle, icc.data()).code == heif_error_Ok)
+        blocks->Keep(kVxPropIccProfile, icc.data(), icc.size());
 }
 
 // HEIF stores the Exif block behind a 4-byte big-endian offset to its TIFF header; what
 // callers get starts at that header.
-void ReadExif(const heif_image_handle* handle, std::vector<unsigned char>* exif) {
+void ReadExif(const heif_image_handle* handle, CMetadataBlocks* blocks) {
     heif_item_id id = 0;
     if (heif_image_handle_get_list_of_metadata_block_IDs(handle, "Exif", &id, 1) != 1) return;
     const size_t size = heif_image_handle_get_metadata_size(handle, id);
@@ -205,17 +205,16 @@ void ReadExif(const heif_image_handle* handle, std::vector<unsigned char>* exif)
         offset + 4 <= size ? FindTiffHeader(item.data() + offset, 4) : nullptr;
     if (tiff == nullptr) tiff = FindTiffHeader(item.data() + 4, size - 4);
     if (tiff == nullptr) return;
-    const unsigned char* end = item.data() + size;
-    exif->assign(tiff, end);
+    blocks->Keep(kVxPropExif, tiff, size - size_t(tiff - item.data()));
 }
 
-void ReadBlocks(const heif_image_handle* handle, MetadataBlocks* blocks) {
+void ReadBlocks(const heif_image_handle* handle, CMetadataBlocks* blocks) {
     blocks->Clear();
-    ReadProfile(handle, &blocks->icc);
-    ReadExif(handle, &blocks->exif);
+    ReadProfile(handle, blocks);
+    ReadExif(handle, blocks);
 }
 
-bool ReadHeifBlocks(const char* fileName, MetadataBlocks* blocks) {
+bool ReadHeifBlocks(const char* fileName, CMetadataBlocks* blocks) {
     int32_t code;
     HeifDecoder* d = OpenPrimaryImage(fileName, &code);
     if (d == nullptr) return false;
@@ -264,9 +263,9 @@ uint16_t ToStored(uint32_t v, int inputBytes, int sampleBits) {
     return sampleBits == 8 ? uint16_t(v) : Widen8(v, sampleBits);
 }
 
-int32_t EncodeImage(HeifEncoder* e, const MetadataBlocks& blocks, int quality) {
-    if (!blocks.icc.empty() &&
-        heif_image_set_raw_color_profile(e->image, "prof", blocks.icc.data(), blocks.icc.size())
+int32_t EncodeImage(HeifEncoder* e, const CMetadataBlocks& blocks, int quality) {
+    if (!blocks.Icc().empty() &&
+        heif_image_set_raw_color_profile(e->image, "prof", blocks.Icc().data(), blocks.Icc().size())
                 .code != heif_error_Ok)
         return kVxErrCodecMemory;
     heif_context* context = heif_context_alloc();
@@ -289,9 +288,9 @@ int32_t EncodeImage(HeifEncoder* e, const MetadataBlocks& blocks, int quality) {
         if (heif_context_encode_image(context, e->image, encoder, options, &written).code !=
             heif_error_Ok) {
             code = kVxErrCodecIO;
-        } else if (!blocks.exif.empty() &&
-                   heif_context_add_exif_metadata(context, written, blocks.exif.data(),
-                                                  int(blocks.exif.size()))
+        } else if (!blocks.Exif().empty() &&
+                   heif_context_add_exif_metadata(context, written, blocks.Exif().data(),
+                                                  int(blocks.Exif().size()))
                            .code != heif_error_Ok) {
             code = kVxErrCodecIO;
         } else {

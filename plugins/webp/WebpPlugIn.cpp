@@ -99,28 +99,28 @@ uint64_t DecodedBytes(const WebpLayout& l, bool alpha) {
     return uint64_t(l.width) * uint64_t(l.height) * channels;
 }
 
-void CopyChunk(WebPMux* mux, const char* fourcc, std::vector<unsigned char>* block) {
+// The payload of a chunk; empty when the file has none.
+WebPData ChunkOf(WebPMux* mux, const char* fourcc) {
     WebPData chunk = {nullptr, 0};
-    if (WebPMuxGetChunk(mux, fourcc, &chunk) != WEBP_MUX_OK || chunk.size == 0) return;
-    block->assign(chunk.bytes, chunk.bytes + chunk.size);
+    if (WebPMuxGetChunk(mux, fourcc, &chunk) != WEBP_MUX_OK) chunk.size = 0;
+    return chunk;
 }
 
-void ReadBlocks(const std::vector<unsigned char>& data, MetadataBlocks* blocks) {
+void ReadBlocks(const std::vector<unsigned char>& data, CMetadataBlocks* blocks) {
     blocks->Clear();
     const WebPData whole = {data.data(), data.size()};
     WebPMux* mux = WebPMuxCreate(&whole, 0);
     if (mux == nullptr) return;
-    CopyChunk(mux, "ICCP", &blocks->icc);
-    std::vector<unsigned char> exif;
-    CopyChunk(mux, "EXIF", &exif);
-    WebPMuxDelete(mux);
+    const WebPData icc = ChunkOf(mux, "ICCP");
+    if (icc.size > 0) blocks->Keep(kVxPropIccProfile, icc.bytes, icc.size);
     // Some writers keep the JPEG-style "Exif\0\0" before the TIFF header.
-    const unsigned char* tiff = FindTiffHeader(exif.data(), exif.size());
-    if (tiff != nullptr)
-        blocks->exif.assign(tiff, static_cast<const unsigned char*>(exif.data()) + exif.size());
+    const WebPData exif = ChunkOf(mux, "EXIF");
+    const unsigned char* tiff = FindTiffHeader(exif.bytes, exif.size);
+    if (tiff != nullptr) blocks->Keep(kVxPropExif, tiff, exif.size - size_t(tiff - exif.bytes));
+    WebPMuxDelete(mux);
 }
 
-bool ReadWebpBlocks(const char* fileName, MetadataBlocks* blocks) {
+bool ReadWebpBlocks(const char* fileName, CMetadataBlocks* blocks) {
     std::vector<unsigned char> data;
     WebpLayout layout;
     if (ReadWholeFile(fileName, CMemoryBudget(), &data) != 1 || Inspect(data, &layout) != 1)
@@ -212,17 +212,17 @@ int32_t EncodePicture(WebpEncoder* e, int quality, bool lossless, WebPMemoryWrit
 }
 
 // The encoded file with the ICCP and EXIF chunks added; false when the muxer refuses.
-bool AddChunks(const WebPMemoryWriter& encoded, const MetadataBlocks& blocks, WebPData* out) {
+bool AddChunks(const WebPMemoryWriter& encoded, const CMetadataBlocks& blocks, WebPData* out) {
     const WebPData bitstream = {encoded.mem, encoded.size};
     WebPMux* mux = WebPMuxCreate(&bitstream, 0);
     if (mux == nullptr) return false;
     bool ok = true;
-    if (!blocks.icc.empty()) {
-        const WebPData icc = {blocks.icc.data(), blocks.icc.size()};
+    if (!blocks.Icc().empty()) {
+        const WebPData icc = {blocks.Icc().data(), blocks.Icc().size()};
         ok = WebPMuxSetChunk(mux, "ICCP", &icc, 1) == WEBP_MUX_OK;
     }
-    if (ok && !blocks.exif.empty()) {
-        const WebPData exif = {blocks.exif.data(), blocks.exif.size()};
+    if (ok && !blocks.Exif().empty()) {
+        const WebPData exif = {blocks.Exif().data(), blocks.Exif().size()};
         ok = WebPMuxSetChunk(mux, "EXIF", &exif, 1) == WEBP_MUX_OK;
     }
     ok = ok && WebPMuxAssemble(mux, out) == WEBP_MUX_OK;
@@ -230,13 +230,13 @@ bool AddChunks(const WebPMemoryWriter& encoded, const MetadataBlocks& blocks, We
     return ok;
 }
 
-int32_t EncodeFile(WebpEncoder* e, const MetadataBlocks& blocks, int quality, bool lossless) {
+int32_t EncodeFile(WebpEncoder* e, const CMetadataBlocks& blocks, int quality, bool lossless) {
     WebPMemoryWriter encoded;
     WebPMemoryWriterInit(&encoded);
     int32_t code = EncodePicture(e, quality, lossless, &encoded);
     if (code == 1) {
         WebPData assembled = {nullptr, 0};
-        const bool withChunks = !blocks.icc.empty() || !blocks.exif.empty();
+        const bool withChunks = !blocks.Icc().empty() || !blocks.Exif().empty();
         const uint8_t* bytes = encoded.mem;
         size_t size = encoded.size;
         if (withChunks) {
