@@ -8,7 +8,8 @@ namespace vxcodec {
 
 namespace {
 
-constexpr uint32_t kHeldBlocks = CMetadataBlocks::kIcc | CMetadataBlocks::kExif;
+constexpr uint32_t kHeldBlocks =
+    CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp;
 
 }  // namespace
 

@@ -1,8 +1,8 @@
-// A codec whose file format keeps the ICC profile and the Exif block in containers of its own
-// (HEIF items, WebP chunks). It answers the metadata and memory-budget properties, fills the
-// camera information from the Exif block and makes tag databases over it; the codec reads the
-// blocks with its library (a MetadataReader, and FileBlocks() in GetFileStatus) and writes
-// what SetProperty left in BlocksToWrite().
+// A codec whose file format keeps the ICC profile, the Exif block and the XMP packet in
+// containers of its own (HEIF items, WebP chunks). It answers the metadata and memory-budget
+// properties, fills the camera information from the Exif block and makes tag databases over it; the
+// codec reads the blocks with its library (a MetadataReader, and FileBlocks() in GetFileStatus) and
+// writes what SetProperty left in BlocksToWrite().
 #ifndef VANDREL_PLUGINS_BLOCKMETADATAPLUGIN_H
 #define VANDREL_PLUGINS_BLOCKMETADATAPLUGIN_H
 

@@ -208,10 +208,27 @@ void ReadExif(const heif_image_handle* handle, CMetadataBlocks* blocks) {
     blocks->Keep(kVxPropExif, tiff, size - size_t(tiff - item.data()));
 }
 
+// XMP is a 'mime' item of its own content type.
+void ReadXmp(const heif_image_handle* handle, CMetadataBlocks* blocks) {
+    heif_item_id ids[16];
+    const int count = heif_image_handle_get_list_of_metadata_block_IDs(handle, "mime", ids, 16);
+    for (int i = 0; i < count; ++i) {
+        const char* type = heif_image_handle_get_metadata_content_type(handle, ids[i]);
+        if (type == nullptr || std::strcmp(type, "application/rdf+xml") != 0) continue;
+        const size_t size = heif_image_handle_get_metadata_size(handle, ids[i]);
+        if (size == 0 || size > kMaxMetadataBytes) return;
+        std::vector<unsigned char> xmp(size);
+        if (heif_image_handle_get_metadata(handle, ids[i], xmp.data()).code == heif_error_Ok)
+            blocks->Keep(kVxPropXmp, xmp.data(), xmp.size());
+        return;
+    }
+}
+
 void ReadBlocks(const heif_image_handle* handle, CMetadataBlocks* blocks) {
     blocks->Clear();
     ReadProfile(handle, blocks);
     ReadExif(handle, blocks);
+    ReadXmp(handle, blocks);
 }
 
 bool ReadHeifBlocks(const char* fileName, CMetadataBlocks* blocks) {
@@ -291,6 +308,11 @@ int32_t EncodeImage(HeifEncoder* e, const CMetadataBlocks& blocks, int quality) 
         } else if (!blocks.Exif().empty() &&
                    heif_context_add_exif_metadata(context, written, blocks.Exif().data(),
                                                   int(blocks.Exif().size()))
+                           .code != heif_error_Ok) {
+            code = kVxErrCodecIO;
+        } else if (!blocks.Xmp().empty() &&
+                   heif_context_add_XMP_metadata(context, written, blocks.Xmp().data(),
+                                                 int(blocks.Xmp().size()))
                            .code != heif_error_Ok) {
             code = kVxErrCodecIO;
         } else {

@@ -117,6 +117,8 @@ void ReadBlocks(const std::vector<unsigned char>& data, CMetadataBlocks* blocks)
     const WebPData exif = ChunkOf(mux, "EXIF");
     const unsigned char* tiff = FindTiffHeader(exif.bytes, exif.size);
     if (tiff != nullptr) blocks->Keep(kVxPropExif, tiff, exif.size - size_t(tiff - exif.bytes));
+    const WebPData xmp = ChunkOf(mux, "XMP ");
+    if (xmp.size > 0) blocks->Keep(kVxPropXmp, xmp.bytes, xmp.size);
     WebPMuxDelete(mux);
 }
 
@@ -225,6 +227,10 @@ bool AddChunks(const WebPMemoryWriter& encoded, const CMetadataBlocks& blocks, W
         const WebPData exif = {blocks.Exif().data(), blocks.Exif().size()};
         ok = WebPMuxSetChunk(mux, "EXIF", &exif, 1) == WEBP_MUX_OK;
     }
+    if (ok && !blocks.Xmp().empty()) {
+        const WebPData xmp = {blocks.Xmp().data(), blocks.Xmp().size()};
+        ok = WebPMuxSetChunk(mux, "XMP ", &xmp, 1) == WEBP_MUX_OK;
+    }
     ok = ok && WebPMuxAssemble(mux, out) == WEBP_MUX_OK;
     WebPMuxDelete(mux);
     return ok;
@@ -236,7 +242,8 @@ int32_t EncodeFile(WebpEncoder* e, const CMetadataBlocks& blocks, int quality, b
     int32_t code = EncodePicture(e, quality, lossless, &encoded);
     if (code == 1) {
         WebPData assembled = {nullptr, 0};
-        const bool withChunks = !blocks.Icc().empty() || !blocks.Exif().empty();
+        const bool withChunks =
+            !blocks.Icc().empty() || !blocks.Exif().empty() || !blocks.Xmp().empty();
         const uint8_t* bytes = encoded.mem;
         size_t size = encoded.size;
         if (withChunks) {

@@ -98,10 +98,11 @@ std::string BlockOf(IPlugIn* instance, int32_t id) {
     return std::string(reinterpret_cast<const char*>(block.data), block.size);
 }
 
-// The ICC profile and the Exif block handed to the writer come back from the reader, the
-// camera information and the tag database read the Exif block, and only HEIF says that its
-// decoder already turned the pixels upright.
-TEST(HeifWebpRoundTrip, ProfileAndExifTravelThroughTheFile) {
+// The ICC profile, the Exif block and the XMP packet handed to the writer come back from the
+// reader (the Exif block without the prefix it was handed with), the camera information and
+// the tag database read the Exif block, and only HEIF says that its decoder already turned the
+// pixels upright.
+TEST(HeifWebpRoundTrip, MetadataBlocksTravelThroughTheFile) {
     struct Row {
         IPlugIn* (*prototype)();
         const char* extension;
@@ -122,18 +123,24 @@ TEST(HeifWebpRoundTrip, ProfileAndExifTravelThroughTheFile) {
                                   uint32_t(icc.size())};
     const VxByteBlock exifBlock = {reinterpret_cast<const unsigned char*>(prefixed.data()),
                                    uint32_t(prefixed.size())};
+    const std::string xmp = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF/></x:xmpmeta>";
+    const VxByteBlock xmpBlock = {reinterpret_cast<const unsigned char*>(xmp.data()),
+                                  uint32_t(xmp.size())};
     ScratchDir dir;
     for (const Row& row : rows) {
         SCOPED_TRACE(row.extension);
         const std::string path = dir.file(std::string("meta") + row.extension);
         ASSERT_EQ(EncodeWith(row.prototype(), path, MakeImage(16, 16, 24, 0), 80,
-                             {{kVxPropIccProfile, &iccBlock}, {kVxPropExif, &exifBlock}}),
+                             {{kVxPropIccProfile, &iccBlock},
+                              {kVxPropExif, &exifBlock},
+                              {kVxPropXmp, &xmpBlock}}),
                   1);
         Instance reader(row.prototype(), path);
         CUImageFileStatus status;
         ASSERT_EQ(reader->GetFileStatus(&status), 1);
         EXPECT_TRUE(BlockOf(reader.get(), kVxPropIccProfile) == icc);
         EXPECT_TRUE(BlockOf(reader.get(), kVxPropExif) == exif);
+        EXPECT_TRUE(BlockOf(reader.get(), kVxPropXmp) == xmp);
         int32_t applied = -1;
         EXPECT_EQ(reader->GetProperty(kVxPropOrientationApplied, &applied), row.orientationApplied);
         CUCameraInfo camera;
