@@ -207,6 +207,20 @@ TEST_F(ToolPhotoTest, CameraMetadataIsCarriedUpdatedOrStripped) {
     EXPECT_NE(pnm.err.find("cannot hold the ICC profile"), std::string::npos) << pnm.err;
 }
 
+TEST_F(ToolPhotoTest, TagNamesBelongToTheirDirectory) {
+    const std::string gps = Corpus("exif/jpg/gps/DSCN0010.jpg");
+    if (gps.empty()) GTEST_SKIP() << "no test corpus";
+    const ToolRun run = RunTool({"tags", gps, "--all"});
+    ASSERT_EQ(run.exit, 0) << run.err;
+    const size_t section = run.out.find("GPS directory");
+    ASSERT_NE(section, std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("0x0001 GPSLatitudeRef", section), std::string::npos) << run.out;
+    // Nothing in the GPS directory is called by an interoperability name.
+    const size_t label = run.out.find("InteropIndex", section);
+    const size_t interop = run.out.find("interoperability directory", section);
+    EXPECT_TRUE(label == std::string::npos || (interop != std::string::npos && label > interop));
+}
+
 TEST_F(ToolPhotoTest, GreySourcesStayOneBand) {
     const struct {
         const char* magic;
