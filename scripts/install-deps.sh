@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libjpeg62-turbo-dev libpng-dev libtiff-dev zlib1g-dev
   libcli11-dev nlohmann-json3-dev
+  clang libclang-rt-14-dev
 )
 
 missing=()
