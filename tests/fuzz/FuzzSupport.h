@@ -14,7 +14,7 @@
 namespace vxfuzz {
 
 // Pixels a harness decodes, resamples or rotates per input; anything larger is only set up.
-constexpr int64_t kMaxPixels = int64_t(1) << 22;
+constexpr int64_t kMaxPixels = int64_t(1) << 20;
 
 // One scratch folder per process, removed at exit with what is in it. The name lives in a
 // static buffer, which outlasts every exit handler.
