@@ -2,8 +2,10 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include <jerror.h>
 #include <jpeglib.h>
@@ -58,6 +60,24 @@ int32_t FailureCode(const GuardedErrors& errors) {
     return errors.code != 0 ? errors.code : kVxErrCodecData;
 }
 
+// APP1 carries the Exif block and the XMP packet behind these identifiers; APP2 the profile.
+constexpr unsigned char kExifId[] = {'E', 'x', 'i', 'f', 0, 0};
+constexpr char kXmpId[] = "http://ns.adobe.com/xap/1.0/";  // its terminating zero belongs to it
+constexpr unsigned kMaxMarkerData = 65533;
+
+bool StartsWith(const jpeg_saved_marker_ptr marker, const void* id, size_t size) {
+    return marker->data_length >= size && std::memcmp(marker->data, id, size) == 0;
+}
+
+// What the writer puts into the file beside the pixels.
+struct EncoderSettings {
+    bool grey;
+    bool ycc;  // the lines are YCbCr already, as JPEG stores them
+    int quality;
+    bool progressive;
+    int subsampling;  // 444, 422 or 420
+};
+
 }  // namespace
 
 struct JpegDecoder {
@@ -104,6 +124,8 @@ bool GuardedReadHeader(JpegDecoder* d) {
     jpeg_create_decompress(&d->cinfo);
     d->cinfo.mem->max_memory_to_use = long(d->budget);
     jpeg_stdio_src(&d->cinfo, d->file);
+    jpeg_save_markers(&d->cinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(&d->cinfo, JPEG_APP0 + 2, 0xFFFF);
     jpeg_read_header(&d->cinfo, TRUE);
     return true;
 }
@@ -130,18 +152,52 @@ bool GuardedSkipScanlines(JpegDecoder* d, JDIMENSION count) {
     return jpeg_skip_scanlines(&d->cinfo, count) == count;
 }
 
-bool GuardedStartCompress(JpegEncoder* e, JDIMENSION width, JDIMENSION height, bool grey,
-                          int quality) {
+bool GuardedReadIccProfile(JpegDecoder* d, JOCTET** data, unsigned* size) {
+    if (setjmp(d->errors.jump)) return false;
+    return jpeg_read_icc_profile(&d->cinfo, data, size) != 0;
+}
+
+// The luma sampling factors of a chroma subsampling; chroma stays 1 x 1.
+void SetSubsampling(jpeg_compress_struct* cinfo, int subsampling) {
+    if (cinfo->num_components != 3) return;
+    cinfo->comp_info[0].h_samp_factor = subsampling == 444 ? 1 : 2;
+    cinfo->comp_info[0].v_samp_factor = subsampling == 420 ? 2 : 1;
+}
+
+bool GuardedStartCompress(JpegEncoder* e, JDIMENSION width, JDIMENSION height,
+                          const EncoderSettings& settings) {
     if (setjmp(e->errors.jump)) return false;
     jpeg_create_compress(&e->cinfo);
     jpeg_stdio_dest(&e->cinfo, e->file);
     e->cinfo.image_width = width;
     e->cinfo.image_height = height;
-    e->cinfo.input_components = grey ? 1 : 3;
-    e->cinfo.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
+    e->cinfo.input_components = settings.grey ? 1 : 3;
+    e->cinfo.in_color_space = settings.grey ? JCS_GRAYSCALE : settings.ycc ? JCS_YCbCr : JCS_RGB;
     jpeg_set_defaults(&e->cinfo);
-    jpeg_set_quality(&e->cinfo, quality, TRUE);
+    jpeg_set_quality(&e->cinfo, settings.quality, TRUE);
+    SetSubsampling(&e->cinfo, settings.subsampling);
+    if (settings.progressive) jpeg_simple_progression(&e->cinfo);
     jpeg_start_compress(&e->cinfo, TRUE);
+    return true;
+}
+
+// Exif first, as Exif readers expect it right after the start; a block too large for one
+// marker is left out rather than cut.
+bool GuardedWriteMetadata(JpegEncoder* e, const CMetadataBlocks& blocks,
+                          std::vector<unsigned char>& scratch) {
+    if (setjmp(e->errors.jump)) return false;
+    if (!blocks.Exif().empty() && blocks.Exif().size() + sizeof kExifId <= kMaxMarkerData) {
+        scratch.assign(kExifId, kExifId + sizeof kExifId);
+        scratch.insert(scratch.end(), blocks.Exif().begin(), blocks.Exif().end());
+        jpeg_write_marker(&e->cinfo, JPEG_APP0 + 1, scratch.data(), unsigned(scratch.size()));
+    }
+    if (!blocks.Xmp().empty() && blocks.Xmp().size() + sizeof kXmpId <= kMaxMarkerData) {
+        scratch.assign(kXmpId, kXmpId + sizeof kXmpId);
+        scratch.insert(scratch.end(), blocks.Xmp().begin(), blocks.Xmp().end());
+        jpeg_write_marker(&e->cinfo, JPEG_APP0 + 1, scratch.data(), unsigned(scratch.size()));
+    }
+    if (!blocks.Icc().empty())
+        jpeg_write_icc_profile(&e->cinfo, blocks.Icc().data(), unsigned(blocks.Icc().size()));
     return true;
 }
 
@@ -193,6 +249,23 @@ JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     return d;
 }
 
+// The profile, the Exif block and the XMP packet of the header just read.
+void KeepMetadata(JpegDecoder* d, CMetadataBlocks* blocks) {
+    blocks->Clear();
+    for (jpeg_saved_marker_ptr m = d->cinfo.marker_list; m != nullptr; m = m->next) {
+        if (m->marker != JPEG_APP0 + 1) continue;
+        if (blocks->Exif().empty() && StartsWith(m, kExifId, sizeof kExifId)) {
+            blocks->Keep(kVxPropExif, m->data + sizeof kExifId, m->data_length - sizeof kExifId);
+        } else if (blocks->Xmp().empty() && StartsWith(m, kXmpId, sizeof kXmpId)) {
+            blocks->Keep(kVxPropXmp, m->data + sizeof kXmpId, m->data_length - sizeof kXmpId);
+        }
+    }
+    JOCTET* profile = nullptr;
+    unsigned size = 0;
+    if (GuardedReadIccProfile(d, &profile, &size)) blocks->Keep(kVxPropIccProfile, profile, size);
+    std::free(profile);
+}
+
 // CMYK as most writers store it: 0 = no ink. Adobe's writers invert every sample.
 void CmykToRgb(const unsigned char* cmyk, unsigned char* rgb, JDIMENSION width, bool inverted) {
     for (JDIMENSION x = 0; x < width; ++x, cmyk += 4, rgb += 3) {
@@ -233,16 +306,6 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 #undef VX_JPEG_TEXT2
 }
 
-int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
-    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
-    return CReaderWriterPlugIn::GetProperty(id, value);
-}
-
-int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
-    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
-    return CReaderWriterPlugIn::SetProperty(id, value);
-}
-
 int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
@@ -250,6 +313,7 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (d == nullptr) return code;
     DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
                   false, d->cinfo.num_components * 8);
+    KeepMetadata(d, &m_blocks);
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
     return code;
@@ -303,7 +367,41 @@ int32_t CJpegPlugIn::OpenForReading() {
         return kVxErrCancelled;
     }
     m_decoder = d;
+    m_damage.Begin(Request().pMessageProc);
     return d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
+}
+
+int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
+    switch (id) {
+        case kVxPropProgressive:
+        case kVxPropSubsampling:
+            if (value == nullptr) return kVxErrInvalidArgument;
+            *static_cast<int32_t*>(value) =
+                id == kVxPropProgressive ? m_progressive : m_subsampling;
+            return 1;
+        default:
+            return m_blocks.Get(id, value);
+    }
+}
+
+int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    int32_t v = 0;
+    switch (id) {
+        case kVxPropProgressive:
+            if (!ReadInt32Property(value, &v) || (v != 0 && v != 1)) return kVxErrInvalidArgument;
+            m_progressive = v;
+            return 1;
+        case kVxPropSubsampling:
+            if (!ReadInt32Property(value, &v) || (v != 444 && v != 422 && v != 420))
+                return kVxErrInvalidArgument;
+            m_subsampling = v;
+            return 1;
+        default:
+            return m_blocks.Set(
+                id, value, CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);
+    }
 }
 
 int32_t CJpegPlugIn::ReadLine(void* line, void*) {
@@ -324,9 +422,9 @@ int32_t CJpegPlugIn::ReadLine(void* line, void*) {
     // every line is out by then, so that damage is only a warning.
     if (d->cinfo.output_scanline == d->cinfo.output_height) {
         d->finished = true;
-        if (!GuardedFinishDecompress(d)) return kVxWarnCodecData;
+        if (!GuardedFinishDecompress(d)) return m_damage.Note(kVxWarnCodecData);
     }
-    return d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1;
+    return m_damage.Note(d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1);
 }
 
 // Forward only: skipped lines are entropy-decoded as far as the format requires but never
@@ -363,10 +461,18 @@ int32_t CJpegPlugIn::OpenForWriting() {
         delete e;
         return kVxErrCodecOpen;
     }
-    int quality = Request().lQuality < 1 ? 1 : Request().lQuality > 100 ? 100 : Request().lQuality;
+    EncoderSettings settings;
+    settings.grey = grey;
+    settings.ycc = !grey && layout.IsColorSpace("YCC");
+    settings.quality = Request().lQuality < 1     ? 1
+                       : Request().lQuality > 100 ? 100
+                                                  : Request().lQuality;
+    settings.progressive = m_progressive != 0;
+    settings.subsampling = m_subsampling;
     m_encoder = e;
-    if (!GuardedStartCompress(e, JDIMENSION(layout.lWidth), JDIMENSION(layout.lHeight), grey,
-                              quality)) {
+    std::vector<unsigned char> scratch;
+    if (!GuardedStartCompress(e, JDIMENSION(layout.lWidth), JDIMENSION(layout.lHeight), settings) ||
+        !GuardedWriteMetadata(e, m_blocks, scratch)) {
         e->failed = true;
         CloseWriter();
         return kVxErrCodecIO;

@@ -1,14 +1,18 @@
 // The PNG codec: reads every PNG colour type and depth (palette, 1/2/4/8/16-bit grey, RGB,
 // with alpha or a tRNS key, Adam7 interlaced) as RGB lines of 8 or 16 bits per sample plus an
 // alpha plane; writes 8/16-bit grey and RGB, with the alpha plane when the caller has one.
-// 16-bit samples travel in host order.
+// 16-bit samples travel in host order. Its properties carry the ICC profile (iCCP), the Exif
+// block (eXIf) and the XMP packet (iTXt "XML:com.adobe.xmp") both ways and set the writer's
+// zlib level.
 #ifndef VANDREL_PLUGINS_PNGPLUGIN_H
 #define VANDREL_PLUGINS_PNGPLUGIN_H
 
 #include <cstdint>
 
+#include "../common/DamageNotice.h"
 #include "../common/DecodeProgress.h"
 #include "../common/MemoryBudget.h"
+#include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -44,6 +48,9 @@ private:
     PngDecoder* m_decoder = nullptr;
     PngEncoder* m_encoder = nullptr;
     CDecodeProgress m_progress;
+    CDamageNotice m_damage;
+    CMetadataBlocks m_blocks;
+    int32_t m_compression = -1;  // zlib level; -1 = libpng's default
     ministring m_version;
     CMemoryBudget m_budget;
 };

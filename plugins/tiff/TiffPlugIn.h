@@ -1,12 +1,17 @@
 // The TIFF codec: reads strips and tiles, contiguous and separate planes, 8/16-bit grey, RGB
-// and palette images (and JPEG-compressed YCbCr) as RGB lines with the first extra alpha
-// sample as the alpha plane; writes 8/16-bit grey and RGB, with alpha, deflate-compressed.
+// and palette images, JPEG-compressed YCbCr and unsubsampled YCbCr as RGB lines with the first
+// extra alpha sample as the alpha plane; writes 8/16-bit grey and RGB (YCC lines as Photometric
+// YCbCr), with alpha, deflate-compressed unless told otherwise. Its properties carry the ICC
+// profile and the XMP packet both ways, hand out the Exif block of the file's directories, and
+// set the writer's compression.
 #ifndef VANDREL_PLUGINS_TIFFPLUGIN_H
 #define VANDREL_PLUGINS_TIFFPLUGIN_H
 
 #include <cstdint>
 
 #include "../common/MemoryBudget.h"
+#include "../common/DamageNotice.h"
+#include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -42,6 +47,9 @@ private:
     TiffEncoder* m_encoder = nullptr;
     ministring m_version;
     CMemoryBudget m_budget;
+    CMetadataBlocks m_blocks;
+    CDamageNotice m_damage;
+    int32_t m_compression = 8;  // VxTiffCompression: deflate unless told otherwise
 };
 
 }  // namespace vxcodec
