@@ -11,6 +11,7 @@ packages=(
   libheif-examples webp giflib-tools
   libcli11-dev nlohmann-json3-dev libexif-dev
   python3-dev pybind11-dev python3-numpy python3-pytest python3-dask python3-distributed
+  clang libclang-rt-14-dev
 )
 
 missing=()

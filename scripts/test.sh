@@ -14,6 +14,11 @@ for config in release asan; do
   (cd "build/$config" && ctest --output-on-failure -j"$jobs" --timeout 600)
 done
 
+# The fuzz harnesses (a third build, with clang): every regression input once, then a short
+# bounded run of each harness; any finding fails the run.
+echo "== fuzz: regression inputs and ${VANDREL_FUZZ_SECONDS:-20} s per harness"
+bash scripts/fuzz.sh "${VANDREL_FUZZ_SECONDS:-20}"
+
 # The installed package: headers, library, plug-ins, tool, CMake package and pkg-config file,
 # used by the example program the way an embedding application would.
 echo "== install: package and example"

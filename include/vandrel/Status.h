@@ -69,6 +69,7 @@ constexpr int32_t kVxErrMacroSqueezeLine = int32_t(0xE47F0005);  // squeeze/trim
 constexpr int32_t kVxErrMacroSameLayout = int32_t(0xE47F0007);   // already in that layout
 constexpr int32_t kVxErrMacroLayoutLine = int32_t(0xE47F0008);   // layout conversion line
 constexpr int32_t kVxErrMacroNoImage = int32_t(0xE47F0009);      // image without lines
+constexpr int32_t kVxErrMacroDiskFull = int32_t(0xE47F000A);     // page file hit a full disk
 constexpr int32_t kVxErrMacroAlphaDepth = kVxErrMacroLayoutLine;  // port alpha not 8 bits
 
 // Severity (bits 29-30) and class (bits 16-22) of a code.

@@ -47,7 +47,10 @@ public:
         m_count = count;
         m_type = type;
         const uint32_t bytes = size();
-        unsigned char* storage = allocate(type == kAscii ? bytes + 1 : bytes);
+        // A count whose bytes (with the text terminator) do not fit 32 bits cannot be held:
+        // such an allocation yields nothing rather than a wrapped-around small one.
+        const uint64_t wanted = uint64_t(ElementSize(type)) * count + (type == kAscii ? 1u : 0u);
+        unsigned char* storage = wanted <= UINT32_MAX ? allocate(uint32_t(wanted)) : nullptr;
         if (storage == nullptr) {
             delete[] previous;
             clear();

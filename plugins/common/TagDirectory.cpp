@@ -226,6 +226,10 @@ void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offs
 
     std::vector<std::pair<int32_t, uint32_t>> links;
     std::vector<unsigned char> value;
+    // Values are taken only where the block holds them, and one directory copies at most
+    // kMaxValueBytes in all: thousands of entries claiming large values (or all naming the same
+    // large one) would otherwise cost minutes of clearing and copying for a small file.
+    uint64_t spent = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const unsigned char* entry = entries.data() + size_t(i) * 12;
         const int32_t tag = Read16(entry, bigEndian);
@@ -233,7 +237,9 @@ void CTagDirectory::ParseDirectory(Source& source, bool bigEndian, uint64_t offs
         if (!KindOf(Read16(entry + 2, bigEndian), kind)) continue;
         const uint32_t elements = Read32(entry + 4, bigEndian);
         const uint64_t bytes = uint64_t(kind.elementSize) * elements;
-        if (bytes > kMaxValueBytes) continue;
+        if (bytes > kMaxValueBytes - spent) continue;
+        if (bytes > 4 && uint64_t(Read32(entry + 8, bigEndian)) + bytes > source.Size()) continue;
+        spent += bytes;
         value.resize(size_t(bytes));
         if (bytes == 0) {
             // an empty value: nothing to copy

@@ -1,5 +1,6 @@
 #include "PngPlugIn.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -22,12 +23,44 @@ const CodecIdentity kPngIdentity = {"PNG", "PNG", ".png;PNGf;", 8};
 constexpr uint64_t kMaxChunkBytes = uint64_t(16) << 20;
 // Ancillary chunks kept per file; thousands of them only cost time and memory.
 constexpr png_uint_32 kMaxAncillaryChunks = 256;
-// Text chunks carry nothing the decoder uses, so libpng skips them unread. This matters beyond
-// the time saved: libpng only warns about a text chunk longer than the chunk limit and then
-// allocates whatever length it claims (2 GB from a 64-byte file). Whoever wants XMP (iTXt)
-// reads it in a pass of its own that bounds the chunk first.
+// tEXt and zTXt carry nothing the plug-in uses, so libpng skips them unread. iTXt (where XMP
+// travels) is read, but only after a look at the chunk list: libpng merely warns about a text
+// chunk longer than the chunk limit and then allocates whatever length it claims (2 GB from a
+// 64-byte file), so a file whose iTXt claims more than the limit or than the file holds has its
+// iTXt chunks skipped as well (LookAtChunks).
 const png_byte kSkippedChunks[] = {'t', 'E',  'X', 't', '\0', 'z', 'T', 'X',
                                    't', '\0', 'i', 'T', 'X',  't', '\0'};
+constexpr int kAlwaysSkipped = 2;  // the first entries of kSkippedChunks
+
+// What a look at the chunk headers before the image data finds.
+enum class ChunkList { kFits, kLongText, kBeyondEnd };
+
+// Walks the chunk headers from the file's position up to the image data and restores the
+// position. A chunk that runs past the end of the file fails the read there anyway, but only
+// after libpng has allocated what it claims (an eXIf or iTXt of gigabytes in a small file), so
+// it is caught here first; an iTXt longer than `limit` is reported for skipping.
+ChunkList LookAtChunks(std::FILE* file, uint64_t limit) {
+    const long start = std::ftell(file);
+    if (start < 0 || std::fseek(file, 0, SEEK_END) != 0) return ChunkList::kBeyondEnd;
+    const long end = std::ftell(file);
+    ChunkList found = ChunkList::kFits;
+    long at = start;
+    unsigned char header[8];
+    while (at + 8 <= end && std::fseek(file, at, SEEK_SET) == 0 &&
+           std::fread(header, 1, 8, file) == 8) {
+        const uint64_t length = uint64_t(header[0]) << 24 | uint64_t(header[1]) << 16 |
+                                uint64_t(header[2]) << 8 | header[3];
+        if (std::memcmp(header + 4, "IDAT", 4) == 0 || std::memcmp(header + 4, "IEND", 4) == 0)
+            break;
+        if (length + 12 > uint64_t(end - at)) {
+            found = ChunkList::kBeyondEnd;
+            break;
+        }
+        if (std::memcmp(header + 4, "iTXt", 4) == 0 && length > limit) found = ChunkList::kLongText;
+        at += long(length + 12);
+    }
+    return std::fseek(file, start, SEEK_SET) == 0 ? found : ChunkList::kBeyondEnd;
+}
 
 // libpng's error callback must not return: it jumps back to the guarded function that called
 // the library (png_longjmp). Warnings are counted and become a warning status.
@@ -94,10 +127,13 @@ bool GuardedReadInfo(PngDecoder* d) {
     if (setjmp(png_jmpbuf(d->png))) return false;
     png_init_io(d->png, d->file);
     png_set_user_limits(d->png, kMaxImageSide, kMaxImageSide);
-    png_set_chunk_malloc_max(d->png, d->budget < kMaxChunkBytes ? d->budget : kMaxChunkBytes);
+    const uint64_t chunkLimit = d->budget < kMaxChunkBytes ? d->budget : kMaxChunkBytes;
+    png_set_chunk_malloc_max(d->png, chunkLimit);
     png_set_chunk_cache_max(d->png, kMaxAncillaryChunks);
-    png_set_keep_unknown_chunks(d->png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
-                                int(sizeof kSkippedChunks / 5));
+    const ChunkList chunks = LookAtChunks(d->file, chunkLimit);
+    if (chunks == ChunkList::kBeyondEnd) png_error(d->png, "a chunk runs past the end of the file");
+    const int skipped = chunks == ChunkList::kLongText ? 3 : kAlwaysSkipped;
+    png_set_keep_unknown_chunks(d->png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks, skipped);
     png_read_info(d->png, d->info);
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include <strings.h>
 
+#include <cerrno>
 #include <vector>
 
 #include "vandrel/Records.h"
@@ -41,6 +42,16 @@ inline void ClearIfFailed(int32_t status, IUtilContainerIF* image, IUtilContaine
     if (VxSucceeded(status)) return;
     if (image != nullptr) image->Clear();
     if (alpha != nullptr) alpha->Clear();
+}
+
+// Stores a whole line into a destination container: 1, or the pipeline's code for a refused
+// line. A container refuses without saying why; when the page write stopped on a full disk (or
+// the file-size limit), errno says so, and the caller gets kVxErrMacroDiskFull instead, so
+// that the fix (room in the temporary folder) can be named.
+inline int32_t StoreLine(IUtilContainerIF* dst, const void* line, int32_t y, int32_t refused) {
+    errno = 0;
+    if (dst->SetLine(line, y, 0, -1) != 0) return 1;
+    return errno == ENOSPC || errno == EFBIG ? kVxErrMacroDiskFull : refused;
 }
 
 // The pick-pixels shrink, named in any letter case.

@@ -47,14 +47,21 @@ enum class ChainOn {
 // The two-step chain: `fill` writes fresh temporaries (image and, unless told otherwise, alpha),
 // `use` reads them once fill's result lets the chain go on. The result is that of the step that
 // ran last, or kVxErrMacroEngines when the temporaries cannot be made.
+//
+// kSuccessOrWarning departs from "a first step below 1 ends the chain": a warning of the first
+// step (a decode that met recoverable damage) is one that pipelines take for success, so ending
+// there would answer success with an empty destination. The chain goes on, and when the second
+// step succeeds the first step's warning is the answer, so it is not lost.
 template <typename Fill, typename Use>
 int32_t ThroughTemporaries(ChainOn on, Fill fill, Use use, bool withAlpha = true) {
     CTempContainers temp;
     int32_t r = temp.Create(withAlpha);
     if (r < 1) return r;
-    r = fill(temp.Image(), temp.Alpha());
-    const bool goOn = on == ChainOn::kSuccess ? r > 0 : VxSucceeded(r);
-    return goOn ? use(temp.Image(), temp.Alpha()) : r;
+    const int32_t first = fill(temp.Image(), temp.Alpha());
+    const bool goOn = on == ChainOn::kSuccess ? first > 0 : VxSucceeded(first);
+    if (!goOn) return first;
+    r = use(temp.Image(), temp.Alpha());
+    return r > 0 && VxIsWarning(first) ? first : r;
 }
 
 #endif

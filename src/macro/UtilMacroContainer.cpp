@@ -25,6 +25,15 @@ int32_t EndContainerStage(CUtilMacro& macro, int32_t status, IUtilContainerIF* d
     return status;
 }
 
+// A resizer that has made every output line refuses the source lines it no longer needs (the
+// box pre-reduction drops the last few, deliberately); those yield nothing. A refusal while
+// output lines are still missing is a real failure (memory, state) and ends the stage.
+int32_t ResizerRefusal(int32_t code, int32_t linesOut, const IUtilContainerIF* dst) {
+    CUImageInfo info;
+    dst->GetImageInfo(info);
+    return linesOut >= info.lHeight ? int32_t(1) : code;
+}
+
 // Runs step(y) over the lines of one stage, reporting progress after each; the first failing
 // code of a step, kVxErrCancelled, or 1.
 template <typename LineStep>
@@ -47,12 +56,14 @@ int32_t RunStage(CUtilMacro& macro, int32_t height, LineStep step) {
 int32_t CUtilMacro::ResizeLine(IUtilResizeIF* resizer, const void* line, IUtilContainerIF* dst,
                                int32_t& outY) {
     const int32_t ready = resizer->SetLine(line);
-    if (ready <= 0) return 1;  // still collecting input
+    if (ready < 0) return ResizerRefusal(ready, outY, dst);
+    if (ready == 0) return 1;  // still collecting input
     for (int32_t i = 0; i < ready; ++i) {
         const void* out = resizer->GetLine();
         if (out == nullptr) return kVxErrMacroSqueezeLine;
         // The line counts as written even when the container refuses it.
-        if (dst->SetLine(out, outY++, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+        const int32_t stored = StoreLine(dst, out, outY++, kVxErrMacroSqueezeLine);
+        if (stored < 1) return stored;
     }
     return 1;
 }
@@ -121,8 +132,8 @@ int32_t CUtilMacro::RotateImage(CURequest& request, const IUtilContainerIF* src,
             return kVxErrMacroEngines;
         const auto rotatePlane = [](IUtilRotateIF* rotator, IUtilContainerIF* into, int32_t y) {
             const void* line = rotator->GetLine();
-            return line == nullptr || into->SetLine(line, y, 0, -1) == 0 ? kVxErrMacroRotateLine
-                                                                         : int32_t(1);
+            return line == nullptr ? kVxErrMacroRotateLine
+                                   : StoreLine(into, line, y, kVxErrMacroRotateLine);
         };
         return RunStage(*this, height, [&](int32_t y) {
             const int32_t r = rotatePlane(m_rotateA, dst, y);

@@ -172,11 +172,9 @@ int32_t CUtilMacro::DecodeImage(int32_t handle, CURequest& request, IUtilContain
         if (r < 1) return r;
         return ReadEachLine(handle, info.lHeight, inc, kStageSteps,
                             [&](int32_t y, void* line, void* alphaLine) -> int32_t {
-                                if (dst->SetLine(line, y, 0, -1) == 0) return kVxErrMacroSetLine;
-                                if (withAlpha && alphaLine != nullptr &&
-                                    dstAlpha->SetLine(alphaLine, y, 0, -1) == 0)
-                                    return kVxErrMacroSetLine;
-                                return 1;
+                                const int32_t r = StoreLine(dst, line, y, kVxErrMacroSetLine);
+                                if (r < 1 || !withAlpha || alphaLine == nullptr) return r;
+                                return StoreLine(dstAlpha, alphaLine, y, kVxErrMacroSetLine);
                             });
     }();
     targets.ClearIfFailed(status);
@@ -332,7 +330,8 @@ int32_t CUtilMacro::PickAndSqueeze(int32_t handle, const PickedArea& area, Decod
         if (VxIsFailure(r)) return r;
         const auto* line = static_cast<const unsigned char*>(picker.Line());
         SqueezeLine(area.cut, out, line + offset, buffer.data());
-        if (targets.Image()->SetLine(buffer.data(), y, 0, -1) == 0) return kVxErrMacroSqueezeLine;
+        const int32_t stored = StoreLine(targets.Image(), buffer.data(), y, kVxErrMacroSqueezeLine);
+        if (stored < 1) return stored;
         if (targets.KeepsAlpha() && picker.AlphaLine() != nullptr) {
             const auto* alphaLine = static_cast<const unsigned char*>(picker.AlphaLine());
             SqueezeLine(area.cutAlpha, outAlpha, alphaLine + alphaOffset, alphaBuffer.data());
@@ -396,7 +395,7 @@ int32_t CUtilMacro::TrimmingDecode(int32_t handle, CURequest& request, IUtilCont
 }
 
 // --- Chains: decode into temporaries, then transform into the destination. A warning of
-// the decode lets the chain go on. ---
+// the decode lets the chain go on and is the chain's answer when the rest succeeds. ---
 
 int32_t CUtilMacro::DecodeThenTransform(DecodeStep decode, TransformStep transform, int32_t handle,
                                         CURequest& request, IUtilContainerIF* dst,

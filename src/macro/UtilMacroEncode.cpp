@@ -135,15 +135,18 @@ int32_t CUtilMacro::ResizeEncode(const char* dstPath, CURequest& request,
         if (begun < 0) return begun;
         const uint32_t inc = 2 * (kStageUnits / uint32_t(info.lHeight));
         uint32_t acc = 0;
+        int32_t linesOut = 0;
         for (int32_t y = 0; y < info.lHeight; ++y) {
             const void* line = src->GetLine(y, 0, -1);
             const void* alphaLine = withAlpha ? srcAlpha->GetLine(y, 0, -1) : nullptr;
             if (line == nullptr || (withAlpha && alphaLine == nullptr)) return kVxErrMacroLineIO;
             // A resizer that has made every output line refuses further input; those lines
-            // simply yield nothing, as in ResizeLine.
+            // simply yield nothing, as in ResizeLine. A refusal before that is a failure.
             const int32_t ready = m_resizeA->SetLine(line);
-            if (withAlpha) m_resizeB->SetLine(alphaLine);
-            for (int32_t i = 0; i < ready; ++i) {
+            const int32_t readyAlpha = withAlpha ? m_resizeB->SetLine(alphaLine) : 0;
+            const int32_t refused = ready < 0 ? ready : readyAlpha < 0 ? readyAlpha : 0;
+            if (refused < 0 && linesOut < out.lHeight) return refused;
+            for (int32_t i = 0; i < ready; ++i, ++linesOut) {
                 const void* outLine = m_resizeA->GetLine();
                 const void* outAlpha = withAlpha ? m_resizeB->GetLine() : nullptr;
                 if (outLine == nullptr || (withAlpha && outAlpha == nullptr))
@@ -209,7 +212,7 @@ int32_t CUtilMacro::TransformThenEncode(TransformStep transform, EncodeStep enco
         [&](auto* image, auto* alpha) { return (this->*encode)(dstPath, copy, image, alpha); });
 }
 
-// A warning of the decode lets the chain go on.
+// A warning of the decode lets the chain go on and is its answer when the encode succeeds.
 int32_t CUtilMacro::DecodeThenEncode(DecodeStep decode, EncodeStep encode, int32_t handle,
                                      const char* dstPath, const CURequest& request) {
     CURequest copy(request);

@@ -12,8 +12,10 @@ namespace {
 // copied out whole are defined.
 class ScratchLine {
 public:
+    // An empty line is still made, as an array of no elements is: a request of width 0 is the
+    // engine's to refuse with the size code, not a failure of memory.
     explicit ScratchLine(int32_t bytes) : m_bytes(bytes > 0 ? size_t(bytes) : 0) {
-        if (m_bytes > 0) m_data = new (std::nothrow) unsigned char[m_bytes]();
+        m_data = new (std::nothrow) unsigned char[m_bytes > 0 ? m_bytes : 1]();
     }
     ~ScratchLine() { delete[] m_data; }
     ScratchLine(const ScratchLine&) = delete;

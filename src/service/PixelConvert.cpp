@@ -54,7 +54,7 @@ inline uint8_t Reduce(int32_t v, int32_t dither) {
 }
 
 inline const int32_t* DitherRow(int32_t line) {
-    return CPixelConvert::kDither[line % 3];
+    return CPixelConvert::kDither[CPixelConvert::DitherRowIndex(line)];
 }
 
 // ---------------------------------------------------------------------------------------------

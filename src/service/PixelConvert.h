@@ -23,7 +23,12 @@ public:
     // The dither added before a 16-bit sample is shifted down to 8 bits:
     // kDither[line % 3][pixel & 3]. One entry serves all samples of a pixel.
     static const int32_t kDither[3][4];
-    static int32_t DitherFor(int32_t line, int32_t pixel) { return kDither[line % 3][pixel & 3]; }
+    static int32_t DitherFor(int32_t line, int32_t pixel) {
+        return kDither[DitherRowIndex(line)][pixel & 3];
+    }
+    // The public converters take any line number; a negative one continues the pattern
+    // upwards (line -1 uses row 2) instead of reading before the table.
+    static int32_t DitherRowIndex(int32_t line) { return int32_t(((int64_t(line) % 3) + 3) % 3); }
 
     // --- Operations the service exposes unchanged (1 = success or an error code). ---
 

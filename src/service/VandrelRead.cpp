@@ -2,6 +2,7 @@
 // plug-in-side buffers; the service converts it once per line into the layout the caller asked
 // for when the read began.
 #include <algorithm>
+#include <cstdint>
 
 #include "service/PixelConvert.h"
 #include "service/Vandrel.h"
@@ -20,6 +21,12 @@ int32_t LineBytesToAllocate(const CUImageInfo& layout, int32_t floorWidth) {
     const int64_t bits = std::max<int64_t>(layout.lColorDepth, kWidestPixelBits);
     const int64_t bytes = std::max<int64_t>(((width * bits + 31) >> 5) * 4, layout.RowBytes());
     return bytes > INT32_MAX ? 0 : int32_t(bytes);
+}
+
+// 32-bit native pixels, four bytes each, computed wide: a width no buffer could hold gives a
+// length LineBytesToAllocate refuses instead of an overflow.
+int32_t NativeRowBytes(int32_t width) {
+    return int32_t(std::min<int64_t>(int64_t(width) * 4, INT32_MAX));
 }
 
 // Takes the layout (its row length computed when not given) and storage for it.
@@ -73,13 +80,13 @@ void CVandrel::ConvertImageInfo(int32_t bits, CUImageInfo* info, CUImageInfo* in
     if (bits & kVxConvLogicalToNative) {
         info->lColorDepth = 32;
         info->bNative = 1;
-        info->lRowBytes = info->lWidth * 4;
+        info->lRowBytes = NativeRowBytes(info->lWidth);
         if (second) info2->bNative = 1;
     }
     if (bits & kVxConvNarrow) {
         if (bits & kVxConvLogicalToNative) {
             info->lColorDepth = 32;
-            info->lRowBytes = info->lWidth * 4;
+            info->lRowBytes = NativeRowBytes(info->lWidth);
         } else {
             info->lColorDepth = 24;
             info->lRowBytes = VxPaddedRowBytes(info->lWidth, 24);
@@ -94,7 +101,7 @@ void CVandrel::ConvertImageInfo(int32_t bits, CUImageInfo* info, CUImageInfo* in
         info->lRowBytes = VxPaddedRowBytes(info->lWidth, 48);
         if (second) {
             info2->lColorDepth = 16;
-            info2->lRowBytes = info2->lWidth * 2;
+            info2->lRowBytes = int32_t(std::min<int64_t>(int64_t(info2->lWidth) * 2, INT32_MAX));
         }
     }
     const char* space = (bits & kVxConvRgbToYcc)   ? "YCC"

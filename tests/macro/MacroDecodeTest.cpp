@@ -1,7 +1,18 @@
 // Decode pipelines against the in-memory service: plain decodes with and without the alpha
 // plane, squeezing from seeking and non-seeking sources, trimming, and the pixel picker.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <dirent.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "TestSupport.h"
 #include "macro/MacroTestSupport.h"
 
 using namespace vxtest;
@@ -200,6 +211,80 @@ TEST_F(MacroDecodeTest, TrimmingSqueezesTheSecondRectangleToTheFirstsSize) {
     EXPECT_EQ(outside->hasImage(), 0);
     EXPECT_EQ(request.pParamList, nullptr);
     EXPECT_EQ(request.pMessageProc, nullptr);
+}
+
+// A decode whose container pages into a full temporary disk names that cause, not a refused
+// line. The disk fills through the file-size limit of a child process.
+int DecodeIntoAFullDisk() {
+    ScratchDir tmp;
+    ::setenv("TMPDIR", tmp.path().c_str(), 1);
+    ScriptedService service;
+    service.files["big.img"] = MemImage::Make(600, 400, 24);
+    MacroPtr macro = NewMacro(&service);
+    macro->SetContainerInfo(1, 128);
+    ContainerPtr dst = NewContainer();
+    const int32_t result = macro->GetImage("big.img", dst.get(), nullptr);
+    return result == kVxErrMacroDiskFull && dst->hasImage() == 0 ? 0 : 1;
+}
+
+TEST(MacroDiskFull, AFullTemporaryDiskIsNamedAsTheCause) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit;
+        ::getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = 200000;
+        ::_exit(::setrlimit(RLIMIT_FSIZE, &limit) == 0 ? DecodeIntoAFullDisk() : 2);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+// Page files ("vxtmp...") in a folder.
+size_t PageFilesIn(const std::string& folder) {
+    size_t count = 0;
+    if (DIR* d = ::opendir(folder.c_str())) {
+        while (const dirent* e = ::readdir(d))
+            count += std::strncmp(e->d_name, "vxtmp", 5) == 0 ? 1 : 0;
+        ::closedir(d);
+    }
+    return count;
+}
+
+// However a decode into paging containers ends (cancelled at its first or a later line, in
+// any chain), no page file outlives the call: the caller's destination is emptied and the
+// chain's temporaries are gone.
+TEST(MacroPageFiles, ACancelledDecodeLeavesNoPageFileBehind) {
+    ScratchDir tmp;
+    const char* previous = std::getenv("TMPDIR");
+    const std::string kept = previous != nullptr ? previous : "";
+    ::setenv("TMPDIR", tmp.path().c_str(), 1);
+    ScriptedService service;
+    service.files["big.img"] = MemImage::Make(600, 400, 24, 8);
+    CURequest plain, resized, turned, both;
+    resized.info.lWidth = 300;
+    resized.info.lHeight = 200;
+    resized.strResizeMethod = "Bilinear";
+    turned.dAngle = 90;
+    both = resized;
+    both.dAngle = 30;
+    for (const CURequest* request : {&plain, &resized, &turned, &both}) {
+        for (int32_t after : {0, 20, 100}) {
+            RecordingCallback callback;
+            callback.cancelAt = "Progress";
+            callback.cancelAfter = after;
+            MacroPtr macro = NewMacro(&service, &callback);
+            macro->SetContainerInfo(1, 128);
+            ContainerPtr dst = NewContainer();
+            ContainerPtr dstAlpha = NewContainer();
+            EXPECT_EQ(macro->GetImage("big.img", *request, dst.get(), dstAlpha.get()),
+                      kVxErrCancelled)
+                << after;
+            EXPECT_EQ(PageFilesIn(tmp.path()), 0u) << "cancelled after " << after;
+        }
+    }
+    previous != nullptr ? ::setenv("TMPDIR", kept.c_str(), 1) : ::unsetenv("TMPDIR");
 }
 
 }  // namespace

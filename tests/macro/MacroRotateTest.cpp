@@ -149,6 +149,22 @@ TEST_F(MacroRotateTest, FileToFileChainsWithRotation) {
     EXPECT_EQ(service.files["out.img"].rows[0][0], Source().rows[2][3 * 4]);
 }
 
+// A decode that met recoverable damage lets its chain go on; the warning is the chain's answer
+// and the destination is filled.
+TEST_F(MacroRotateTest, ADecodeWarningGoesOnThroughTheChainAndIsItsAnswer) {
+    service.beginReadResult = kVxWarnCodecData;
+    for (const CURequest& turn : {Turn(90), Turn(90, 6, 10)}) {
+        ContainerPtr dst = NewContainer();
+        EXPECT_EQ(macro->GetImage("src.img", turn, dst.get(), nullptr), kVxWarnCodecData);
+        EXPECT_EQ(dst->hasImage(), 1);
+    }
+    CURequest request = Turn(180);
+    request.strFormatName = "FAKE";
+    service.files.erase("out.img");
+    EXPECT_EQ(macro->SetImage("src.img", "out.img", request), kVxWarnCodecData);
+    EXPECT_EQ(service.files["out.img"].rows.size(), 3u);
+}
+
 TEST_F(MacroRotateTest, AnUnknownMethodIsRefusedByTheRotator) {
     ContainerPtr src = ContainerOf(Source());
     ContainerPtr dst = NewContainer();

@@ -26,6 +26,25 @@ TEST(Variant, SizeIsElementSizeTimesCount) {
     }
 }
 
+// Counts whose bytes (with the text terminator) pass 32 bits cannot be held: the variant ends
+// up empty instead of with a wrapped-around small buffer written far beyond its end.
+TEST(Variant, ACountWhoseBytesPass32BitsLeavesItEmpty) {
+    const struct {
+        CUtilVariant::Type type;
+        uint32_t count;
+    } cases[] = {{CUtilVariant::kAscii, 0xFFFFFFFFu},
+                 {CUtilVariant::kRational, 0x20000001u},
+                 {CUtilVariant::kLong, 0x40000000u}};
+    for (const auto& c : cases) {
+        CUtilVariant v;
+        v.set(CUtilVariant::kShort, "ab", 1);
+        v.set(c.type, nullptr, c.count);
+        EXPECT_EQ(v.type(), CUtilVariant::kEmpty) << c.type;
+        EXPECT_EQ(v.count(), 0u) << c.type;
+        EXPECT_EQ(v.data(), nullptr) << c.type;
+    }
+}
+
 TEST(Variant, TextIsAlwaysTerminatedBeyondItsSize) {
     CUtilVariant v;
     v.set(CUtilVariant::kAscii, "abcdef", 3);

@@ -166,6 +166,7 @@ TEST(CodecBudget, SmallHostileFilesFailFastInLittleMemory) {
     } cases[] = {
         {"itxt.png", Png, PngWithGiantText("iTXt"), kVxErrCodecFormat},
         {"ztxt.png", Png, PngWithGiantText("zTXt"), kVxErrCodecFormat},
+        {"exif.png", Png, PngWithGiantText("eXIf"), kVxErrCodecFormat},
         {"claim.jpg", Jpeg, ProgressiveJpegClaiming20000(), kVxErrCodecTooLarge},
     };
     for (const auto& c : cases) {

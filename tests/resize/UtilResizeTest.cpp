@@ -228,6 +228,9 @@ TEST(UtilResize, GetImageReportsLateSourceLinesAndLeavesABegunResizeAlone) {
     EXPECT_EQ(resize->SetLine(pixels.data()), 0);  // still begun, still bilinear
     EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(4, 4, "Lanczos"), image.data()),
               kVxErrResizeSize);
+    // An output of width 0 is refused for its size, not for want of memory.
+    EXPECT_EQ(resize->GetImage(source, pixels.data(), Request(0, 4, "Nearest"), image.data()),
+              kVxErrResizeSize);
 }
 
 TEST(ResizeEngine, MethodNamesMatchWholeAndWithoutRegardToCase) {

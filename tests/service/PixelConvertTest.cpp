@@ -163,7 +163,9 @@ TEST_P(PixelConvertTest, KnownColoursConvertAsExpected) {
 // The entry is recovered from behaviour: the smallest v in 0..255 that reduces to 1 is 256 - d.
 TEST_P(PixelConvertTest, DitherEntryFollowsPixelAndLine) {
     for (int channels : {1, 3}) {
-        for (int line : {0, 1, 2, 3, 4, 5, 301}) {
+        // Negative lines continue the pattern upwards: line -1 takes row 2.
+        for (int line : {0, 1, 2, 3, 4, 5, 301, -1, -2, -3, -301}) {
+            const int row = ((line % 3) + 3) % 3;
             const int width = 40;
             std::array<int, width> found{};
             for (int v = 255; v >= 1; --v) {
@@ -179,9 +181,9 @@ TEST_P(PixelConvertTest, DitherEntryFollowsPixelAndLine) {
                 }
             }
             for (int i = 0; i < width; ++i) {
-                EXPECT_EQ(found[i], model::kDither[line % 3][i & 3])
+                EXPECT_EQ(found[i], model::kDither[row][i & 3])
                     << "line " << line << " pixel " << i << " channels " << channels;
-                EXPECT_EQ(Pc::DitherFor(line, i), model::kDither[line % 3][i & 3]);
+                EXPECT_EQ(Pc::DitherFor(line, i), model::kDither[row][i & 3]);
             }
         }
     }

@@ -60,6 +60,7 @@ const NamedCode kNamedCodes[] = {
     {kVxErrMacroSameLayout, "the image is already in that layout"},
     {kVxErrMacroLayoutLine, "a line could not be converted"},
     {kVxErrMacroNoImage, "the image has no lines"},
+    {kVxErrMacroDiskFull, "the temporary disk is full (paging the image out failed; see TMPDIR)"},
     {kVxFtsFailed, "the tag directories could not be read"},
 };
 
