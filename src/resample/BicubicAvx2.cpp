@@ -80,11 +80,16 @@ VX_AVX2 inline Taps GatherTaps(const int32_t* columns, const int16_t (*table)[4]
     __m256i at = Load(map.first + j);
     for (int k = 0; k < 4; ++k, at = _mm256_add_epi32(at, step))
         t.p[k] = Gather(columns, at);
-    const __m256i row = _mm256_slli_epi32(Load(map.sampleWeight + j), 1);
-    const int* words = reinterpret_cast<const int*>(table);
-    const __m256i w01 = _mm256_i32gather_epi32(words, row, 4);
-    const __m256i w23 =
-        _mm256_i32gather_epi32(words, _mm256_add_epi32(row, _mm256_set1_epi32(1)), 4);
+    __m256i w01, w23;
+    if (map.weight01 != nullptr) {
+        w01 = Load(map.weight01 + j);
+        w23 = Load(map.weight23 + j);
+    } else {
+        const __m256i row = _mm256_slli_epi32(Load(map.sampleWeight + j), 1);
+        const int* words = reinterpret_cast<const int*>(table);
+        w01 = _mm256_i32gather_epi32(words, row, 4);
+        w23 = _mm256_i32gather_epi32(words, _mm256_add_epi32(row, _mm256_set1_epi32(1)), 4);
+    }
     t.w[0] = _mm256_srai_epi32(_mm256_slli_epi32(w01, 16), 16);
     t.w[1] = _mm256_srai_epi32(w01, 16);
     t.w[2] = _mm256_srai_epi32(_mm256_slli_epi32(w23, 16), 16);

@@ -290,20 +290,16 @@ int32_t PullBicubic(void* line, EXBICUBIC_HANDLE* h) {
     return 0;
 }
 
-// Vector kernels filtering 8-bit lines across first read them through windows (see AcrossMap):
-// the windows, the weight pairs of every sample and the padded line. False when memory runs
-// out; a map whose taps lie too far apart keeps to the widened columns.
-bool PrepareByteWindows(EXBICUBIC_HANDLE* h) {
-    if (h->pKernels == &kBicubicPlain || h->bAcrossFirst == 0 || !IsEightBit(h->source.ulFormat))
-        return true;
-    if (!BuildTapWindows(h->across, 4, h->pWindowBase, h->pWindowShuffle)) return false;
-    if (h->across.windowBase == nullptr) return true;
+// Vector kernels read each sample's weights as 16-bit pairs rather than through its phase,
+// and filter 8-bit lines across first through windows (see AcrossMap) from a padded copy of
+// the line. False when memory runs out; a map whose taps lie too far apart keeps to the
+// widened columns.
+bool PrepareVectorMaps(EXBICUBIC_HANDLE* h) {
+    if (h->pKernels == &kBicubicPlain) return true;
     const int64_t samples = int64_t(h->destination.lWidth) * h->lChannels;
     h->pWeight01 = static_cast<int32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
     h->pWeight23 = static_cast<int32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
-    h->pPadded = static_cast<uint8_t*>(AllocZeroed(
-        CheckedBytes((int64_t(h->source.lWidth) + 3) * h->lChannels, 1) + kGatherSlack));
-    if (h->pWeight01 == nullptr || h->pWeight23 == nullptr || h->pPadded == nullptr) return false;
+    if (h->pWeight01 == nullptr || h->pWeight23 == nullptr) return false;
     auto pair = [](int16_t a, int16_t b) {
         return int32_t(uint32_t(uint16_t(a)) | uint32_t(uint16_t(b)) << 16);
     };
@@ -314,7 +310,12 @@ bool PrepareByteWindows(EXBICUBIC_HANDLE* h) {
     }
     h->across.weight01 = h->pWeight01;
     h->across.weight23 = h->pWeight23;
-    return true;
+    if (h->bAcrossFirst == 0 || !IsEightBit(h->source.ulFormat)) return true;
+    if (!BuildTapWindows(h->across, 4, h->pWindowBase, h->pWindowShuffle)) return false;
+    if (h->across.windowBase == nullptr) return true;
+    h->pPadded = static_cast<uint8_t*>(AllocZeroed(
+        CheckedBytes((int64_t(h->source.lWidth) + 3) * h->lChannels, 1) + kGatherSlack));
+    return h->pPadded != nullptr;
 }
 
 }  // namespace
@@ -363,7 +364,7 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     h->pHorizontal = BicTable + kPhases * SubTableFor(method, source->lWidth, destination->lWidth);
     if (!BuildAcrossMap(h->pColumnIndex, h->pColumnPhase, destination->lWidth, h->lChannels,
                         h->pSampleFirst, h->pSamplePhase, h->across) ||
-        !PrepareByteWindows(h)) {
+        !PrepareVectorMaps(h)) {
         ExDisposeBicubicHandle(h);
         return kErrMemory;
     }
