@@ -1,5 +1,4 @@
-// The image and the resize cases shared by our resample benchmark and the peer programs, so
-// both sides resize the same pixels to the same sizes under the same names.
+// The image and the resize cases of our resample benchmark.
 #ifndef VANDREL_BENCH_RESAMPLECASES_H
 #define VANDREL_BENCH_RESAMPLECASES_H
 

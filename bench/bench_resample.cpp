@@ -1,6 +1,6 @@
 // Throughput of the line resamplers on a 12-megapixel RGB frame, in destination megapixels
-// per second (items_per_second). bench/run_resample_peer.sh runs the same cases through
-// OpenCV's cv::resize and prints the ratios.
+// per second (items_per_second). bench/peers.sh sets resizes of the same frame against
+// OpenCV's cv::resize.
 #include <benchmark/benchmark.h>
 
 #include <vector>

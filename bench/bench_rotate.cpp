@@ -3,7 +3,7 @@
 // produces the whole output image line by line into one caller line buffer.
 //
 // Mpixel/s counts source pixels per second, so that the numbers compare directly with a peer
-// rotating the same image (bench/run_rotate_peer.sh). The reference in the same run is memcpy
+// rotating the same image (bench/peers.sh). The reference in the same run is memcpy
 // of the source bytes, line by line, into a second image.
 //
 //   bench_rotate [--benchmark_filter=...]

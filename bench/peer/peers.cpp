@@ -53,7 +53,8 @@ cv::Mat MakeFrame(int width, int height, int depth) {
             for (int c = 0; c < 3; ++c) {
                 state = state * 1664525u + 1013904223u;
                 const double wave = 0.5 + 0.35 * std::sin(x * 0.004 * (c + 1) + y * 0.003);
-                const double v = std::fmin(top, (wave + ((state >> 16) & 0xff) / 255.0 * 0.15) * top);
+                const double v =
+                    std::fmin(top, (wave + ((state >> 16) & 0xff) / 255.0 * 0.15) * top);
                 if (depth == 8)
                     m.at<cv::Vec3b>(y, x)[c] = uint8_t(v);
                 else
@@ -222,7 +223,8 @@ int main(int argc, char** argv) {
         cv::Mat* a = output(size, src.type());
         cv::Mat* b = output(size, src.type());
         // The same mapping: the source centre to the output centre, turned by the angle.
-        cv::Mat m = cv::getRotationMatrix2D(cv::Point2f(src.cols / 2.0f, src.rows / 2.0f), angle, 1);
+        cv::Mat m =
+            cv::getRotationMatrix2D(cv::Point2f(src.cols / 2.0f, src.rows / 2.0f), angle, 1);
         m.at<double>(0, 2) += (size.width - src.cols) / 2.0;
         m.at<double>(1, 2) += (size.height - src.rows) / 2.0;
         rows.push_back(
@@ -242,8 +244,9 @@ int main(int argc, char** argv) {
     warpRow("rotate 30 bilinear 16-bit", ">= 2", frame16, "Bilinear", cv::INTER_LINEAR);
     warpRow("rotate 30 bicubic 16-bit", ">= 2", frame16, "Bicubic", cv::INTER_CUBIC);
 
-    std::printf("4032 x 3024 RGB, one thread, CPU ms, %d interleaved pairs; ratio = OpenCV / ours\n\n",
-                pairs);
+    std::printf(
+        "4032 x 3024 RGB, one thread, CPU ms, %d interleaved pairs; ratio = OpenCV / ours\n\n",
+        pairs);
     std::printf("| %-34s | %8s | %8s | %5s | %-10s | %-7s | notes\n", "job", "ours ms", "OpenCV",
                 "ratio", "min..max", "target");
     std::printf("|%s|----------|----------|-------|------------|---------|------\n",

@@ -96,18 +96,21 @@ inline AcrossMap TailMap(const AcrossMap& map, int32_t done) {
     tail.width -= done;
     tail.windowBase = nullptr;
     tail.windowShuffle = nullptr;
+    if (tail.weight01 != nullptr) tail.weight01 += samples;
+    if (tail.weight23 != nullptr) tail.weight23 += samples;
     return tail;
 }
 
-// The two taps of eight samples (group g and g + 1 of the windows) of an 8-bit line as 16-bit
-// pairs (first, second).
-VX_AVX2 inline __m256i WindowPairs(const uint8_t* line, const AcrossMap& map, int64_t g) {
-    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g]));
-    const __m128i high =
-        _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g + 1]));
-    const __m256i control =
-        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(map.windowShuffle + 16 * g));
-    return _mm256_shuffle_epi8(_mm256_set_m128i(high, low), control);
+// Two taps (pair 0: taps 0 and 1, pair 1: taps 2 and 3) of eight samples (groups g and g + 1
+// of the windows) of an 8-bit line, side by side as 16-bit words.
+VX_AVX2 inline __m256i WindowPairs(const uint8_t* line, const AcrossMap& map, int64_t g,
+                                   int32_t pair = 0) {
+    const uint8_t* control = map.windowShuffle + 16 * (g + pair * map.windowGroups);
+    const __m256i bytes = _mm256_set_m128i(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g + 1])),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(line + map.windowBase[g])));
+    return _mm256_shuffle_epi8(bytes,
+                               _mm256_loadu_si256(reinterpret_cast<const __m256i*>(control)));
 }
 
 }  // namespace avx2

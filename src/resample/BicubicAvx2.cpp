@@ -80,11 +80,16 @@ VX_AVX2 inline Taps GatherTaps(const int32_t* columns, const int16_t (*table)[4]
     __m256i at = Load(map.first + j);
     for (int k = 0; k < 4; ++k, at = _mm256_add_epi32(at, step))
         t.p[k] = Gather(columns, at);
-    const __m256i row = _mm256_slli_epi32(Load(map.sampleWeight + j), 1);
-    const int* words = reinterpret_cast<const int*>(table);
-    const __m256i w01 = _mm256_i32gather_epi32(words, row, 4);
-    const __m256i w23 =
-        _mm256_i32gather_epi32(words, _mm256_add_epi32(row, _mm256_set1_epi32(1)), 4);
+    __m256i w01, w23;
+    if (map.weight01 != nullptr) {
+        w01 = Load(map.weight01 + j);
+        w23 = Load(map.weight23 + j);
+    } else {
+        const __m256i row = _mm256_slli_epi32(Load(map.sampleWeight + j), 1);
+        const int* words = reinterpret_cast<const int*>(table);
+        w01 = _mm256_i32gather_epi32(words, row, 4);
+        w23 = _mm256_i32gather_epi32(words, _mm256_add_epi32(row, _mm256_set1_epi32(1)), 4);
+    }
     t.w[0] = _mm256_srai_epi32(_mm256_slli_epi32(w01, 16), 16);
     t.w[1] = _mm256_srai_epi32(w01, 16);
     t.w[2] = _mm256_srai_epi32(_mm256_slli_epi32(w23, 16), 16);
@@ -148,6 +153,22 @@ VX_AVX2 void HorizontalSums(int32_t* out, const int32_t* columns, const AcrossMa
     kBicubicPlain.horizontalSums(out + n, columns, TailMap(map, pixels), table);
 }
 
+// 8-bit lines through the windows: taps 0 and 1, then 2 and 3, side by side as 16-bit words
+// against the sample's weight pairs.
+VX_AVX2 void HorizontalSums8(int32_t* out, const uint8_t* padded, const AcrossMap& map,
+                             const int16_t (*table)[4]) {
+    const int32_t pixels = VectorPixels(map);
+    const int64_t n = int64_t(pixels) * map.channels;
+    for (int64_t j = 0; j < n; j += 8) {
+        const __m256i left =
+            _mm256_madd_epi16(WindowPairs(padded, map, j / 4, 0), Load(map.weight01 + j));
+        const __m256i right =
+            _mm256_madd_epi16(WindowPairs(padded, map, j / 4, 1), Load(map.weight23 + j));
+        Store(out + j, _mm256_add_epi32(left, right));
+    }
+    kBicubicPlain.horizontalSums8(out + n, padded, TailMap(map, pixels), table);
+}
+
 VX_AVX2 void VerticalFinish8(uint8_t* out, const int32_t* const rows[4], const int16_t weight[4],
                              int64_t count) {
     Taps t;
@@ -184,6 +205,7 @@ const BicubicKernels kBicubicAvx2 = {
     {{VerticalPass8, HorizontalPass8, VerticalFinish8},
      {VerticalPass16, HorizontalPass16, VerticalFinish16}},
     HorizontalSums,
+    HorizontalSums8,
 };
 
 }  // namespace vxresample

@@ -108,12 +108,12 @@ void HorizontalPass(Sample* out, const int32_t* columns, const AcrossMap& map,
 
 // Filters one padded row across without rounding: the first half of the across-first order.
 // Sums of raw samples stay below 2160 × 65535, far inside 32 bits.
-template <typename Sample, int Channels>
-void HorizontalSums(int32_t* out, const int32_t* columns, const AcrossMap& map,
+template <typename Column, int Channels>
+void HorizontalSums(int32_t* out, const Column* columns, const AcrossMap& map,
                     const int16_t (*table)[4]) {
     const int32_t channels = Channels > 0 ? Channels : map.channels;
     for (int32_t x = 0; x < map.width; ++x) {
-        const int32_t* p = columns + int64_t(map.index[x]) * channels;
+        const Column* p = columns + int64_t(map.index[x]) * channels;
         const int16_t* h = table[map.weight[x]];
         for (int32_t c = 0; c < channels; ++c)
             out[c] = h[0] * p[c] + h[1] * p[c + channels] + h[2] * p[c + 2 * channels] +
@@ -143,9 +143,10 @@ void HorizontalPassLine(Sample* out, const int32_t* columns, const AcrossMap& ma
     VX_BY_CHANNELS(HorizontalPass, map.channels, out, columns, map, table)
 }
 
-void HorizontalSumsLine(int32_t* out, const int32_t* columns, const AcrossMap& map,
+// Over widened columns, or an 8-bit line padded the same way.
+template <typename Sample>
+void HorizontalSumsLine(int32_t* out, const Sample* columns, const AcrossMap& map,
                         const int16_t (*table)[4]) {
-    using Sample = int32_t;  // the channel switch names it; the sums take widened samples
     VX_BY_CHANNELS(HorizontalSums, map.channels, out, columns, map, table)
 }
 
@@ -163,8 +164,29 @@ void PadEdges(int32_t* columns, int64_t samples, int32_t channels) {
 
 // Across-first: widens the arriving line into the padded column buffer and filters it into
 // the row that belongs to slot 3.
+// An 8-bit line with windows is filtered straight from a padded copy of its bytes.
+bool FilterArrivingBytes(EXBICUBIC_HANDLE* h, const uint8_t* line) {
+    if (h->across.windowBase == nullptr) return false;
+    const int32_t channels = h->lChannels;
+    const size_t bytes = size_t(h->source.lWidth) * size_t(channels);
+    uint8_t* padded = h->pPadded;
+    std::memcpy(padded + channels, line, bytes);
+    std::memcpy(padded, line, size_t(channels));
+    for (int i = 1; i <= 2; ++i)
+        std::memcpy(padded + channels + bytes + (i - 1) * channels, line + bytes - channels,
+                    size_t(channels));
+    h->pKernels->horizontalSums8(h->pRow[3], padded, h->across, h->pHorizontal);
+    return true;
+}
+bool FilterArrivingBytes(EXBICUBIC_HANDLE*, const uint16_t*) {
+    return false;
+}
+
+// Across-first: widens the arriving line into the padded column buffer and filters it into
+// the row that belongs to slot 3.
 template <typename Sample>
 void FilterArrivingLine(EXBICUBIC_HANDLE* h, const Sample* line) {
+    if (FilterArrivingBytes(h, line)) return;
     const int32_t channels = h->lChannels;
     const int64_t samples = int64_t(h->source.lWidth) * channels;
     int32_t* columns = h->pColumns;
@@ -268,11 +290,40 @@ int32_t PullBicubic(void* line, EXBICUBIC_HANDLE* h) {
     return 0;
 }
 
+// Vector kernels read each sample's weights as 16-bit pairs rather than through its phase,
+// and filter 8-bit lines across first through windows (see AcrossMap) from a padded copy of
+// the line. False when memory runs out; a map whose taps lie too far apart keeps to the
+// widened columns.
+bool PrepareVectorMaps(EXBICUBIC_HANDLE* h) {
+    if (h->pKernels == &kBicubicPlain) return true;
+    const int64_t samples = int64_t(h->destination.lWidth) * h->lChannels;
+    h->pWeight01 = static_cast<int32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
+    h->pWeight23 = static_cast<int32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
+    if (h->pWeight01 == nullptr || h->pWeight23 == nullptr) return false;
+    auto pair = [](int16_t a, int16_t b) {
+        return int32_t(uint32_t(uint16_t(a)) | uint32_t(uint16_t(b)) << 16);
+    };
+    for (int64_t j = 0; j < samples; ++j) {
+        const int16_t* w = h->pHorizontal[h->pSamplePhase[j]];
+        h->pWeight01[j] = pair(w[0], w[1]);
+        h->pWeight23[j] = pair(w[2], w[3]);
+    }
+    h->across.weight01 = h->pWeight01;
+    h->across.weight23 = h->pWeight23;
+    if (h->bAcrossFirst == 0 || !IsEightBit(h->source.ulFormat)) return true;
+    if (!BuildTapWindows(h->across, 4, h->pWindowBase, h->pWindowShuffle)) return false;
+    if (h->across.windowBase == nullptr) return true;
+    h->pPadded = static_cast<uint8_t*>(AllocZeroed(
+        CheckedBytes((int64_t(h->source.lWidth) + 3) * h->lChannels, 1) + kGatherSlack));
+    return h->pPadded != nullptr;
+}
+
 }  // namespace
 
 namespace vxresample {
 const BicubicKernels kBicubicPlain = {{PlainOps<uint8_t>(), PlainOps<uint16_t>()},
-                                      HorizontalSumsLine};
+                                      HorizontalSumsLine<int32_t>,
+                                      HorizontalSumsLine<uint8_t>};
 }  // namespace vxresample
 
 extern "C" {
@@ -310,14 +361,15 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     BuildColumnPhases(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnPhase);
     h->pKernels = VectorIndexable(source->lWidth, h->lChannels) ? &BicubicKernelsForNewHandles()
                                                                 : &kBicubicPlain;
+    h->pHorizontal = BicTable + kPhases * SubTableFor(method, source->lWidth, destination->lWidth);
     if (!BuildAcrossMap(h->pColumnIndex, h->pColumnPhase, destination->lWidth, h->lChannels,
-                        h->pSampleFirst, h->pSamplePhase, h->across)) {
+                        h->pSampleFirst, h->pSamplePhase, h->across) ||
+        !PrepareVectorMaps(h)) {
         ExDisposeBicubicHandle(h);
         return kErrMemory;
     }
     BuildPhasePositions(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
-    h->pHorizontal = BicTable + kPhases * SubTableFor(method, source->lWidth, destination->lWidth);
     h->pVertical = BicTable + kPhases * SubTableFor(method, source->lHeight, destination->lHeight);
     *handle = h;
     return 0;
@@ -334,6 +386,11 @@ int32_t ExDisposeBicubicHandle(EXBICUBIC_HANDLE* handle) {
     ExMemFree(handle->pRowBlock);
     ExMemFree(handle->pSampleFirst);
     ExMemFree(handle->pSamplePhase);
+    ExMemFree(handle->pWindowBase);
+    ExMemFree(handle->pWindowShuffle);
+    ExMemFree(handle->pWeight01);
+    ExMemFree(handle->pWeight23);
+    ExMemFree(handle->pPadded);
     ExMemFree(handle);
     return 0;
 }

@@ -297,7 +297,7 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     if (!BuildAcrossMap(h->pColumnIndex, h->pColumnFraction, destination->lWidth, ch,
                         h->pSampleFirst, h->pSampleFraction, h->across) ||
         (IsEightBit(source->ulFormat) &&
-         !BuildPairWindows(h->across, h->pWindowBase, h->pWindowShuffle))) {
+         !BuildTapWindows(h->across, 2, h->pWindowBase, h->pWindowShuffle))) {
         ExDisposeBilinearHandle(h);
         return kErrMemory;
     }

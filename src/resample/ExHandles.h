@@ -106,6 +106,11 @@ struct EXBICUBIC_HANDLE {
     vxresample::AcrossMap across;                // the column maps, also flattened per sample
     int32_t* pSampleFirst;
     int32_t* pSamplePhase;
+    int32_t* pWindowBase;  // 8-bit lines filtered across first: the tap windows of the map
+    uint8_t* pWindowShuffle;
+    int32_t* pWeight01;  // ... each sample's weights as 16-bit pairs
+    int32_t* pWeight23;
+    uint8_t* pPadded;  // ... and the arriving line with its edge pixels repeated
 };
 
 struct EXSMOOTHLINE_HANDLE {

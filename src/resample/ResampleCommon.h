@@ -127,37 +127,40 @@ inline bool BuildAcrossMap(const int32_t* index, const int32_t* weight, int32_t 
             first[int64_t(x) * channels + c] = index[x] * channels + c;
             if (weight != nullptr) sampleWeight[int64_t(x) * channels + c] = weight[x];
         }
-    map = AcrossMap{index, weight, first, sampleWeight, width, channels, nullptr, nullptr};
+    map = AcrossMap{index,   weight,  first, sampleWeight, width,  channels,
+                    nullptr, nullptr, 0,     nullptr,      nullptr};
     return true;
 }
 
-// The 16-byte windows of an 8-bit two-tap map (see AcrossMap), in new blocks the caller
-// releases; the map keeps null windows when some group does not fit one. False when memory
-// runs out.
-inline bool BuildPairWindows(AcrossMap& map, int32_t*& base, uint8_t*& shuffle) {
+// The 16-byte windows of an 8-bit map of two or four taps (see AcrossMap), in new blocks the
+// caller releases; the map keeps null windows when some group does not fit one. False when
+// memory runs out.
+inline bool BuildTapWindows(AcrossMap& map, int32_t taps, int32_t*& base, uint8_t*& shuffle) {
     constexpr uint8_t kZero = 0x80;
     const int64_t samples = int64_t(map.width) * map.channels;
     const int64_t groups = (samples + 3) / 4;
+    const int32_t pairs = taps / 2;
     base = static_cast<int32_t*>(AllocZeroed(CheckedBytes(groups, 4)));
-    shuffle = static_cast<uint8_t*>(AllocZeroed(CheckedBytes(groups, 16)));
+    shuffle = static_cast<uint8_t*>(AllocZeroed(CheckedBytes(groups * pairs, 16)));
     if (base == nullptr || shuffle == nullptr) return false;
     for (int64_t g = 0; g < groups; ++g) {
         base[g] = map.first[4 * g];
         for (int64_t j = 4 * g + 1; j < 4 * g + 4 && j < samples; ++j)
             base[g] = base[g] < map.first[j] ? base[g] : map.first[j];
         for (int64_t k = 0; k < 4; ++k) {
-            uint8_t* control = shuffle + 16 * g + 4 * k;
             const int64_t j = 4 * g + k;
             const int64_t offset = j < samples ? map.first[j] - base[g] : 0;
-            if (offset < 0 || offset + map.channels > 15) return true;
-            control[0] = j < samples ? uint8_t(offset) : kZero;
-            control[1] = kZero;
-            control[2] = j < samples ? uint8_t(offset + map.channels) : kZero;
-            control[3] = kZero;
+            if (offset + int64_t(taps - 1) * map.channels > 15) return true;
+            for (int32_t t = 0; t < taps; ++t) {
+                uint8_t* control = shuffle + 16 * (g + (t / 2) * groups) + 4 * k + 2 * (t % 2);
+                control[0] = j < samples ? uint8_t(offset + t * map.channels) : kZero;
+                control[1] = kZero;
+            }
         }
     }
     map.windowBase = base;
     map.windowShuffle = shuffle;
+    map.windowGroups = groups;
     return true;
 }
 

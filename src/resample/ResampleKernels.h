@@ -13,11 +13,13 @@ namespace vxresample {
 // included: sample j = x × channels + c starts at source sample first[j] = index[x] × channels
 // + c, weighted by sampleWeight[j] = weight[x].
 //
-// Where the two taps of every four consecutive samples of an 8-bit line lie within 16 bytes
-// (enlargements, moderate reductions), windowBase holds the first byte of that window per
-// group of four and windowShuffle the byte order that pairs each sample's taps as 16-bit
-// words, so a vector kernel reads them with two loads and one shuffle instead of gathers.
-// Both are null otherwise.
+// Where the taps (two or four) of every four consecutive samples of an 8-bit line lie within
+// 16 bytes (enlargements, moderate reductions), windowBase holds the first byte of that window
+// per group of four, and windowShuffle, 16 bytes per pair of taps and group (pairs of a group
+// 16 × groups bytes apart), the byte order that sets each sample's taps side by side as 16-bit
+// words: a vector kernel reads them with two loads and a shuffle per pair instead of gathers.
+// Both are null otherwise. weight01 and weight23 (four-tap maps only) hold each sample's
+// weights as 16-bit pairs (taps 0 and 1, taps 2 and 3).
 struct AcrossMap {
     const int32_t* index;
     const int32_t* weight;
@@ -27,6 +29,9 @@ struct AcrossMap {
     int32_t channels;
     const int32_t* windowBase;
     const uint8_t* windowShuffle;
+    int64_t windowGroups;
+    const int32_t* weight01;
+    const int32_t* weight23;
 };
 
 template <typename Sample>
@@ -91,6 +96,9 @@ struct BicubicKernels : KernelTable<BicubicOps> {
     // Across filtering of widened samples (both depths), unrounded.
     void (*horizontalSums)(int32_t* out, const int32_t* columns, const AcrossMap& map,
                            const int16_t (*table)[4]);
+    // The same from an 8-bit line padded like the columns (maps with windows).
+    void (*horizontalSums8)(int32_t* out, const uint8_t* padded, const AcrossMap& map,
+                            const int16_t (*table)[4]);
 };
 
 struct SmoothKernels : KernelTable<SmoothOps> {

@@ -26,16 +26,6 @@ inline oracle::Image Noise(int32_t w, int32_t h, int32_t ch, int bits, uint32_t 
     return img;
 }
 
-inline std::vector<unsigned char> PackLine(const oracle::Image& img, int32_t y, int bits) {
-    const size_t n = size_t(img.width) * img.channels;
-    std::vector<unsigned char> bytes(n * (bits / 8));
-    for (size_t i = 0; i < n; ++i) {
-        const uint16_t v = uint16_t(img.samples[size_t(y) * n + i]);
-        std::memcpy(&bytes[i * (bits / 8)], &v, size_t(bits / 8));  // the low byte first
-    }
-    return bytes;
-}
-
 inline void UnpackLine(oracle::Image& img, int32_t y, const unsigned char* bytes, int bits) {
     const size_t n = size_t(img.width) * img.channels;
     for (size_t i = 0; i < n; ++i) {
@@ -66,9 +56,15 @@ inline Run Resize(const oracle::Image& src, int bits, int32_t dw, int32_t dh, in
     const EXIMAGEINFO d = {dw, dh, s.ulFormat};
     run.begin = ExBeginResize(&s, &d, method, mode, h);
     std::vector<unsigned char> out(size_t(dw) * src.channels * (bits / 8) + 16);
+    // Packed once: images of millions of lines would otherwise cost an allocation per line.
+    const size_t lineBytes = size_t(src.width) * src.channels * (bits / 8);
+    std::vector<unsigned char> packed(lineBytes * src.height);
+    for (size_t i = 0; i < src.samples.size(); ++i) {
+        const uint16_t v = uint16_t(src.samples[i]);
+        std::memcpy(&packed[i * (bits / 8)], &v, size_t(bits / 8));  // the low byte first
+    }
     for (int32_t y = 0; run.begin == 0 && y < src.height; ++y) {
-        std::vector<unsigned char> line = PackLine(src, y, bits);
-        const int32_t ready = ExResizeSetLine(line.data(), h);
+        const int32_t ready = ExResizeSetLine(&packed[y * lineBytes], h);
         run.pushes.push_back(ready);
         for (int32_t i = 0; i < ready; ++i) {
             if (ExResizeGetLine(out.data(), h, nullptr) != 0) ++run.pullFailures;
