@@ -100,7 +100,8 @@ std::string ExifText(const std::string& block, ExifIfd ifd, ExifTag tag) {
     ExifEntry* e = exif_content_get_entry(data->ifd[ifd], tag);
     std::string text;
     if (e != nullptr && e->format == EXIF_FORMAT_ASCII)
-        text.assign(reinterpret_cast<const char*>(e->data), std::strlen((const char*)e->data));
+        text.assign(reinterpret_cast<const char*>(e->data),
+                    strnlen(reinterpret_cast<const char*>(e->data), e->size));
     exif_data_unref(data);
     return text;
 }
