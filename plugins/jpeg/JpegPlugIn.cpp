@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include <jerror.h>
 #include <jpeglib.h>
 
 #include "../common/CodecSupport.h"
@@ -18,6 +19,10 @@ namespace {
 
 const CodecIdentity kJpegIdentity = {"JPEG", "JPEG", ".jpg;.jpeg;.jpe;.jfif;JPEG;jpeg;", 3};
 
+// Every scan of a progressive file walks the whole coefficient buffer again; ordinary files have
+// about ten, so a file with hundreds is built to burn time and is refused.
+constexpr int kMaxProgressiveScans = 500;
+
 // libjpeg reports fatal errors through error_exit, which must not return. Ours jumps back to
 // the guarded function that called the library; everything between is C code and plain data,
 // so the jump skips no destructor.
@@ -27,8 +32,13 @@ struct GuardedErrors {
     int32_t code;  // the status a jump reports; 0 means damaged data
 };
 
+// Coefficient buffers beyond max_memory_to_use would go to a backing store, which this
+// library build does not have: that is the budget speaking.
 extern "C" void JpegErrorExit(j_common_ptr cinfo) {
-    longjmp(reinterpret_cast<GuardedErrors*>(cinfo->err)->jump, 1);
+    GuardedErrors* errors = reinterpret_cast<GuardedErrors*>(cinfo->err);
+    if (errors->code == 0 && cinfo->err->msg_code == JERR_NO_BACKING_STORE)
+        errors->code = kVxErrCodecTooLarge;
+    longjmp(errors->jump, 1);
 }
 
 // Warnings (level -1) are counted and turned into a warning status; nothing is printed.
@@ -76,6 +86,7 @@ struct JpegDecoder {
     jpeg_progress_mgr progressManager;
     CDecodeProgress* progress;
     std::FILE* file;
+    uint64_t budget;
     bool failed;
     bool finished;  // the last line is out and the file's end has been read
     bool cmyk;
@@ -93,6 +104,10 @@ namespace {
 
 extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
     JpegDecoder* decoder = static_cast<JpegDecoder*>(cinfo->client_data);
+    if (decoder->cinfo.input_scan_number > kMaxProgressiveScans) {
+        decoder->errors.code = kVxErrCodecTooLarge;
+        longjmp(decoder->errors.jump, 1);
+    }
     const jpeg_progress_mgr* p = cinfo->progress;
     double passes = p->total_passes > 0 ? p->total_passes : 1;
     double within = p->pass_limit > 0 ? double(p->pass_counter) / double(p->pass_limit) : 0.0;
@@ -107,6 +122,7 @@ extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
 bool GuardedReadHeader(JpegDecoder* d) {
     if (setjmp(d->errors.jump)) return false;
     jpeg_create_decompress(&d->cinfo);
+    d->cinfo.mem->max_memory_to_use = long(d->budget);
     jpeg_stdio_src(&d->cinfo, d->file);
     jpeg_save_markers(&d->cinfo, JPEG_APP0 + 1, 0xFFFF);
     jpeg_save_markers(&d->cinfo, JPEG_APP0 + 2, 0xFFFF);
@@ -204,12 +220,13 @@ void DestroyDecoder(JpegDecoder* d) {
 }
 
 // Opens the file and reads its header. On failure *code says why and nothing is left open.
-JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     JpegDecoder* d = new (std::nothrow) JpegDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     d->cinfo.err = &d->errors.pub;
     InstallGuard(d->errors);
     d->file = std::fopen(fileName, "rb");
@@ -292,7 +309,7 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
                   false, d->cinfo.num_components * 8);
@@ -304,7 +321,7 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CJpegPlugIn::OpenForReading() {
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     switch (d->cinfo.jpeg_color_space) {
         case JCS_GRAYSCALE:
@@ -329,9 +346,10 @@ int32_t CJpegPlugIn::OpenForReading() {
         DestroyDecoder(d);
         return kVxErrCodecMemory;
     }
-    // A multi-scan file is taken in whole by jpeg_start_decompress; that pass reports progress.
+    // A multi-scan file is taken in whole by jpeg_start_decompress; that pass reports progress
+    // and counts the scans.
     const bool prePass = jpeg_has_multiple_scans(&d->cinfo) != 0;
-    if (prePass && Request().pMessageProc != nullptr) {
+    if (prePass) {
         m_progress.Begin(Request().pMessageProc, int32_t(d->cinfo.image_height));
         d->progress = &m_progress;
         d->progressManager.progress_monitor = JpegProgressMonitor;
@@ -354,6 +372,7 @@ int32_t CJpegPlugIn::OpenForReading() {
 }
 
 int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
     switch (id) {
         case kVxPropProgressive:
         case kVxPropSubsampling:
@@ -367,6 +386,7 @@ int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
 }
 
 int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
     int32_t v = 0;
     switch (id) {
         case kVxPropProgressive:

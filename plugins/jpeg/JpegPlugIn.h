@@ -12,6 +12,7 @@
 
 #include "../common/DamageNotice.h"
 #include "../common/DecodeProgress.h"
+#include "../common/MemoryBudget.h"
 #include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
@@ -48,6 +49,7 @@ private:
     JpegEncoder* m_encoder = nullptr;
     std::vector<unsigned char> m_cmykLine;  // CMYK files decode here, then become RGB
     CDecodeProgress m_progress;
+    CMemoryBudget m_budget;
     CDamageNotice m_damage;
     CMetadataBlocks m_blocks;
     int32_t m_progressive = 0;

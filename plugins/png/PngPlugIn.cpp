@@ -18,8 +18,17 @@ namespace {
 
 const CodecIdentity kPngIdentity = {"PNG", "PNG", ".png;PNGf;", 8};
 
-// An interlaced image is decoded in whole before its first line; beyond this it is refused.
-constexpr uint64_t kMaxBufferedImageBytes = uint64_t(1) << 30;
+// No ancillary chunk the plug-in reads (a profile, Exif, XMP) comes near this; a forged chunk
+// length or a compressed-text bomb is refused before libpng allocates for it.
+constexpr uint64_t kMaxChunkBytes = uint64_t(16) << 20;
+// Ancillary chunks kept per file; thousands of them only cost time and memory.
+constexpr png_uint_32 kMaxAncillaryChunks = 256;
+// Text chunks carry nothing the decoder uses, so libpng skips them unread. This matters beyond
+// the time saved: libpng only warns about a text chunk longer than the chunk limit and then
+// allocates whatever length it claims (2 GB from a 64-byte file). Whoever wants XMP (iTXt)
+// reads it in a pass of its own that bounds the chunk first.
+const png_byte kSkippedChunks[] = {'t', 'E',  'X', 't', '\0', 'z', 'T', 'X',
+                                   't', '\0', 'i', 'T', 'X',  't', '\0'};
 
 // libpng's error callback must not return: it jumps back to the guarded function that called
 // the library (png_longjmp). Warnings are counted and become a warning status.
@@ -51,6 +60,7 @@ struct PngDecoder {
     png_structp png = nullptr;
     png_infop info = nullptr;
     std::FILE* file = nullptr;
+    uint64_t budget = kVxDefaultMemoryBudget;
     PngGuard guard;
     Layout layout;
     bool failed = false;
@@ -85,6 +95,10 @@ bool GuardedReadInfo(PngDecoder* d) {
     if (setjmp(png_jmpbuf(d->png))) return false;
     png_init_io(d->png, d->file);
     png_set_user_limits(d->png, kMaxImageSide, kMaxImageSide);
+    png_set_chunk_malloc_max(d->png, d->budget < kMaxChunkBytes ? d->budget : kMaxChunkBytes);
+    png_set_chunk_cache_max(d->png, kMaxAncillaryChunks);
+    png_set_keep_unknown_chunks(d->png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
+                                int(sizeof kSkippedChunks / 5));
     png_read_info(d->png, d->info);
     return true;
 }
@@ -208,12 +222,14 @@ Layout DescribeHeader(png_structp png, png_infop info) {
 }
 
 // Opens the file and reads everything up to the image data. On failure *code says why.
-PngDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+PngDecoder* OpenDecoder(const char* fileName, int32_t* code,
+                        uint64_t budget = kVxDefaultMemoryBudget) {
     PngDecoder* d = new (std::nothrow) PngDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     d->file = std::fopen(fileName, "rb");
     if (d->file == nullptr) {
         *code = kVxErrCodecOpen;
@@ -319,7 +335,7 @@ const char* CPngPlugIn::GetDecoderVersion() {
 int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const Layout& l = d->layout;
     DescribeImage(status, "PNG", int32_t(l.width), int32_t(l.height), l.sampleBits, l.alpha,
@@ -331,7 +347,7 @@ int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CPngPlugIn::OpenForReading() {
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const bool swap16 = d->layout.sampleBits == 16 && HostIsLittleEndian();
     if (!GuardedSetTransforms(d, swap16, SkipAlpha())) {
@@ -340,7 +356,8 @@ int32_t CPngPlugIn::OpenForReading() {
     }
     try {
         if (d->passes > 1) {
-            if (uint64_t(d->rowBytes) * d->layout.height > kMaxBufferedImageBytes) {
+            // An interlaced image is decoded in whole before its first line.
+            if (!m_budget.Allows(uint64_t(d->rowBytes) * d->layout.height)) {
                 DestroyDecoder(d);
                 return kVxErrCodecTooLarge;
             }
@@ -370,6 +387,7 @@ int32_t CPngPlugIn::OpenForReading() {
 }
 
 int32_t CPngPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
     if (id != kVxPropCompression) return m_blocks.Get(id, value);
     if (value == nullptr) return kVxErrInvalidArgument;
     *static_cast<int32_t*>(value) = m_compression;
@@ -377,6 +395,7 @@ int32_t CPngPlugIn::GetProperty(int32_t id, void* value) {
 }
 
 int32_t CPngPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
     if (id != kVxPropCompression)
         return m_blocks.Set(id, value,
                             CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);

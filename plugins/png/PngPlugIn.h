@@ -11,6 +11,7 @@
 
 #include "../common/DamageNotice.h"
 #include "../common/DecodeProgress.h"
+#include "../common/MemoryBudget.h"
 #include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
@@ -51,6 +52,7 @@ private:
     CMetadataBlocks m_blocks;
     int32_t m_compression = -1;  // zlib level; -1 = libpng's default
     ministring m_version;
+    CMemoryBudget m_budget;
 };
 
 }  // namespace vxcodec

@@ -18,9 +18,6 @@ namespace {
 
 const CodecIdentity kTiffIdentity = {"TIFF", "TIFF", ".tif;.tiff;TIFF;tiff;", 4};
 
-// Strips or tile rows are decoded whole; a band above this is refused rather than allocated.
-constexpr uint64_t kMaxBandBytes = uint64_t(1) << 30;
-
 // libtiff reports through callbacks; per-handle ones keep messages off stderr and let each
 // instance count its own errors. Warnings (mostly private tags it does not know) are dropped.
 struct TiffMessages {
@@ -36,12 +33,14 @@ extern "C" int TiffWarningFn(TIFF*, void*, const char*, const char*, va_list) {
     return 1;
 }
 
-TIFF* OpenTiff(const char* fileName, const char* mode, TiffMessages* messages) {
+// libtiff refuses any single allocation above the budget, its own directory arrays included.
+TIFF* OpenTiff(const char* fileName, const char* mode, TiffMessages* messages,
+               uint64_t budget = kVxDefaultMemoryBudget) {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (options == nullptr) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options, TiffErrorFn, messages);
     TIFFOpenOptionsSetWarningHandlerExtR(options, TiffWarningFn, messages);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(kMaxBandBytes));
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(budget));
     TIFF* tif = TIFFOpenExt(fileName, mode, options);
     TIFFOpenOptionsFree(options);
     return tif;
@@ -172,6 +171,7 @@ void YccToRgbInPlace(unsigned char* line, uint32_t width) {
 
 struct TiffDecoder {
     TIFF* tif = nullptr;
+    uint64_t budget = kVxDefaultMemoryBudget;  // strips or tile rows are decoded whole
     TiffMessages messages;
     Shape shape;
     bool tiled = false;
@@ -211,12 +211,13 @@ void DestroyDecoder(TiffDecoder* d) {
     delete d;
 }
 
-TiffDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+TiffDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     TiffDecoder* d = new (std::nothrow) TiffDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     std::FILE* probe = std::fopen(fileName, "rb");
     if (probe == nullptr) {
         *code = kVxErrCodecOpen;
@@ -224,7 +225,7 @@ TiffDecoder* OpenDecoder(const char* fileName, int32_t* code) {
         return nullptr;
     }
     std::fclose(probe);
-    d->tif = OpenTiff(fileName, "r", &d->messages);
+    d->tif = OpenTiff(fileName, "r", &d->messages, budget);
     if (d->tif == nullptr) {
         *code = kVxErrCodecFormat;
         delete d;
@@ -288,7 +289,7 @@ int32_t PrepareBands(TiffDecoder* d) {
             uint64_t(d->tileWidth) * d->bandRows * d->samplesInPlane * d->bytesPerSample)
             return kVxErrCodecFormat;
     }
-    if (bandBytes > kMaxBandBytes || tileBytes > kMaxBandBytes) return kVxErrCodecTooLarge;
+    if (bandBytes + tileBytes > d->budget) return kVxErrCodecTooLarge;
     d->planeBandBytes = size_t(d->planeRowBytes) * d->bandRows;
     try {
         d->band.resize(size_t(bandBytes));
@@ -485,7 +486,7 @@ const char* CTiffPlugIn::GetDecoderVersion() {
 int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    TiffDecoder* d = OpenDecoder(FileName(), &code);
+    TiffDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     const Shape& s = d->shape;
     DescribeImage(status, "TIFF", int32_t(s.width), int32_t(s.height), s.bitsPerSample, s.alpha,
@@ -497,7 +498,7 @@ int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CTiffPlugIn::OpenForReading() {
     int32_t code;
-    TiffDecoder* d = OpenDecoder(FileName(), &code);
+    TiffDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     code = PrepareBands(d);
     if (code < 0) {
@@ -540,6 +541,7 @@ int32_t CTiffPlugIn::SeekLine(int32_t line, int origin) {
 }
 
 int32_t CTiffPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
     if (id != kVxPropCompression) return m_blocks.Get(id, value);
     if (value == nullptr) return kVxErrInvalidArgument;
     *static_cast<int32_t*>(value) = m_compression;
@@ -547,6 +549,7 @@ int32_t CTiffPlugIn::GetProperty(int32_t id, void* value) {
 }
 
 int32_t CTiffPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
     if (id != kVxPropCompression)
         return m_blocks.Set(id, value,
                             CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);

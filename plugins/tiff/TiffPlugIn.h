@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "../common/MemoryBudget.h"
 #include "../common/DamageNotice.h"
 #include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
@@ -45,6 +46,7 @@ private:
     TiffDecoder* m_decoder = nullptr;
     TiffEncoder* m_encoder = nullptr;
     ministring m_version;
+    CMemoryBudget m_budget;
     CMetadataBlocks m_blocks;
     CDamageNotice m_damage;
     int32_t m_compression = 8;  // VxTiffCompression: deflate unless told otherwise

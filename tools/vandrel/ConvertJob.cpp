@@ -122,6 +122,9 @@ int32_t CConvertJob::Prepare(const CConvertOptions& options, Plan* plan) {
     if (plan->headerWarning && m_shelf->PrototypeFor(options.input) == nullptr)
         return Fail(options.input, status);
     const CUImageInfo& source = plan->status.info;
+    // The macro leaves the read of an image without lines begun, and the service stops the
+    // process when that handle is deleted; such a file goes no further than its status.
+    if (source.lWidth < 1 || source.lHeight < 1) return Fail(options.input, kVxErrMacroNoImage);
 
     const CFormatTable table(m_service);
     plan->format = options.format.empty() ? table.FormatForPath(options.output) : options.format;
