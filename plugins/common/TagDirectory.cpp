@@ -36,6 +36,12 @@ bool KindOf(uint16_t tiffType, FieldKind& kind) {
         {CUtilVariant::kSShort, 2, 2},    {CUtilVariant::kLong, 4, 4},
         {CUtilVariant::kSRational, 8, 4},
     };
+    // Type 13 (IFD) is a LONG that links a directory; libtiff writes its Exif links so.
+    constexpr uint16_t kTiffIfd = 13;
+    if (tiffType == kTiffIfd) {
+        kind = kKinds[4];
+        return true;
+    }
     if (tiffType < 1 || tiffType > 10) return false;
     kind = kKinds[tiffType];
     return true;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include <png.h>
@@ -192,7 +193,9 @@ constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
 
 // A profile libpng finds unfit for the image (an RGB profile on grey samples, a length that
 // disagrees with its header) is dropped with a warning rather than failing the write.
-void SetMetadataChunks(png_structp png, png_infop info, const CMetadataBlocks& blocks) {
+// libpng measures text with strlen, so the XMP packet comes as a terminated copy.
+void SetMetadataChunks(png_structp png, png_infop info, const CMetadataBlocks& blocks,
+                       const char* xmp) {
     png_set_benign_errors(png, 1);
     if (!blocks.Icc().empty())
         png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, blocks.Icc().data(),
@@ -204,20 +207,19 @@ void SetMetadataChunks(png_structp png, png_infop info, const CMetadataBlocks& b
         png_text text{};
         text.compression = PNG_ITXT_COMPRESSION_NONE;
         text.key = const_cast<png_charp>(kXmpKeyword);
-        text.text = reinterpret_cast<png_charp>(const_cast<unsigned char*>(blocks.Xmp().data()));
-        text.itxt_length = blocks.Xmp().size();
+        text.text = const_cast<png_charp>(xmp);
         png_set_text(png, info, &text, 1);
     }
 }
 
 bool GuardedStartWrite(PngEncoder* e, int bitDepth, int colorType, bool swap16,
-                       const CMetadataBlocks& blocks, int compression) {
+                       const CMetadataBlocks& blocks, const char* xmp, int compression) {
     if (setjmp(png_jmpbuf(e->png))) return false;
     png_init_io(e->png, e->file);
     png_set_IHDR(e->png, e->info, e->width, e->height, bitDepth, colorType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (compression >= 0) png_set_compression_level(e->png, compression);
-    SetMetadataChunks(e->png, e->info, blocks);
+    SetMetadataChunks(e->png, e->info, blocks, xmp);
     png_write_info(e->png, e->info);
     if (swap16) png_set_swap(e->png);
     return true;
@@ -533,8 +535,16 @@ int32_t CPngPlugIn::OpenForWriting() {
     int colorType = colorChannels == 1
                         ? (e->alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
                         : (e->alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
+    std::string xmp;
+    try {
+        xmp.assign(m_blocks.Xmp().begin(), m_blocks.Xmp().end());
+    } catch (const std::bad_alloc&) {
+        e->failed = true;
+        CloseWriter();
+        return kVxErrCodecMemory;
+    }
     if (!GuardedStartWrite(e, bitDepth, colorType, bitDepth == 16 && HostIsLittleEndian(), m_blocks,
-                           m_compression)) {
+                           xmp.c_str(), m_compression)) {
         e->failed = true;
         CloseWriter();
         return kVxErrCodecIO;

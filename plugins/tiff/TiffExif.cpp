@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "../common/TagDirectory.h"
 
@@ -118,8 +119,168 @@ bool AddEntry(ExifData* data, ExifIfd ifd, int32_t tag, const CUtilVariant& valu
 struct ExifDataRelease {
     void operator()(ExifData* data) const { exif_data_unref(data); }
 };
+using ExifPtr = std::unique_ptr<ExifData, ExifDataRelease>;
+
+ExifPtr LoadBlock(const std::vector<unsigned char>& block) {
+    if (block.empty()) return nullptr;
+    std::vector<unsigned char> prefixed = {'E', 'x', 'i', 'f', 0, 0};
+    prefixed.insert(prefixed.end(), block.begin(), block.end());
+    ExifPtr data(exif_data_new());
+    if (!data) return nullptr;
+    exif_data_unset_option(data.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
+    exif_data_set_option(data.get(), EXIF_DATA_OPTION_DONT_CHANGE_MAKER_NOTE);
+    exif_data_load_data(data.get(), prefixed.data(), unsigned(prefixed.size()));
+    return data;
+}
+
+// The entry's numbers in the C type libtiff takes for the field (setSize bytes each: 1, 2, 4,
+// or 4/8 for rationals as float/double); false for a form libtiff would not take.
+bool DecodeNumbers(const ExifEntry* e, ExifByteOrder order, int setSize,
+                   std::vector<unsigned char>* out) {
+    const size_t unit = exif_format_get_size(e->format);
+    if (unit == 0 || e->size < unit * e->components) return false;
+    out->assign(size_t(setSize) * e->components, 0);
+    for (unsigned long i = 0; i < e->components; ++i) {
+        const unsigned char* in = e->data + i * unit;
+        unsigned char* to = out->data() + i * size_t(setSize);
+        switch (e->format) {
+            case EXIF_FORMAT_BYTE:
+            case EXIF_FORMAT_SBYTE:
+            case EXIF_FORMAT_UNDEFINED:
+                if (setSize != 1) return false;
+                *to = *in;
+                break;
+            case EXIF_FORMAT_SHORT:
+            case EXIF_FORMAT_SSHORT: {
+                if (setSize != 2) return false;
+                const uint16_t v = exif_get_short(in, order);
+                std::memcpy(to, &v, 2);
+                break;
+            }
+            case EXIF_FORMAT_LONG:
+            case EXIF_FORMAT_SLONG: {
+                if (setSize != 4) return false;
+                const uint32_t v = exif_get_long(in, order);
+                std::memcpy(to, &v, 4);
+                break;
+            }
+            case EXIF_FORMAT_RATIONAL:
+            case EXIF_FORMAT_SRATIONAL: {
+                const bool sign = e->format == EXIF_FORMAT_SRATIONAL;
+                const ExifLong n = exif_get_long(in, order), d = exif_get_long(in + 4, order);
+                const double num = sign ? double(int32_t(n)) : double(n);
+                const double den = sign ? double(int32_t(d)) : double(d);
+                const double v = den != 0 ? num / den : 0.0;
+                if (setSize == 8) {
+                    std::memcpy(to, &v, 8);
+                } else if (setSize == 4) {
+                    const float f = float(v);
+                    std::memcpy(to, &f, 4);
+                } else {
+                    return false;
+                }
+                break;
+            }
+            default:
+                return false;
+        }
+    }
+    return true;
+}
+
+// One entry as a field of libtiff's current directory; entries libtiff does not know, or in
+// another form than its definition, are left out.
+void SetField(TIFF* tif, const ExifEntry* e, ExifByteOrder order) {
+    const TIFFField* field = TIFFFindField(tif, e->tag, TIFF_ANY);
+    if (field == nullptr || e->components == 0 || e->data == nullptr) return;
+    if (e->format == EXIF_FORMAT_ASCII) {
+        if (TIFFFieldDataType(field) != TIFF_ASCII) return;
+        std::string text(reinterpret_cast<const char*>(e->data), e->size);
+        TIFFSetField(tif, e->tag, text.c_str());
+        return;
+    }
+    if (int(TIFFFieldDataType(field)) != int(e->format)) return;
+    const int setSize = TIFFFieldSetGetSize(field);
+    std::vector<unsigned char> values;
+    if (!DecodeNumbers(e, order, setSize, &values)) return;
+    const uint32_t count = uint32_t(e->components);
+    if (TIFFFieldPassCount(field)) {
+        if (TIFFFieldSetGetCountSize(field) == 4)
+            TIFFSetField(tif, e->tag, count, values.data());
+        else if (count <= 0xFFFF)
+            TIFFSetField(tif, e->tag, int(count), values.data());
+        return;
+    }
+    const int wanted = TIFFFieldWriteCount(field);
+    if (wanted == 1 && count == 1) {
+        // One number goes by value, promoted as a variadic argument is.
+        switch (e->format) {
+            case EXIF_FORMAT_RATIONAL:
+            case EXIF_FORMAT_SRATIONAL: {
+                double v = 0;
+                if (setSize == 8) {
+                    std::memcpy(&v, values.data(), 8);
+                } else {
+                    float f = 0;
+                    std::memcpy(&f, values.data(), 4);
+                    v = f;
+                }
+                TIFFSetField(tif, e->tag, v);
+                return;
+            }
+            case EXIF_FORMAT_SHORT:
+            case EXIF_FORMAT_SSHORT: {
+                uint16_t v = 0;
+                std::memcpy(&v, values.data(), 2);
+                TIFFSetField(tif, e->tag, int(v));
+                return;
+            }
+            case EXIF_FORMAT_LONG:
+            case EXIF_FORMAT_SLONG: {
+                uint32_t v = 0;
+                std::memcpy(&v, values.data(), 4);
+                TIFFSetField(tif, e->tag, v);
+                return;
+            }
+            default:
+                TIFFSetField(tif, e->tag, int(values[0]));
+                return;
+        }
+    }
+    if (wanted > 0 && uint32_t(wanted) == count) TIFFSetField(tif, e->tag, values.data());
+}
 
 }  // namespace
+
+void SetPictureFields(TIFF* tif, const std::vector<unsigned char>& block) {
+    ExifPtr data = LoadBlock(block);
+    if (!data) return;
+    const ExifByteOrder order = exif_data_get_byte_order(data.get());
+    ExifContent* first = data->ifd[EXIF_IFD_0];
+    for (unsigned int i = 0; i < first->count; ++i) {
+        const ExifEntry* e = first->entries[i];
+        if (DescribesPicture(e->tag) && e->tag != EXIF_TAG_X_RESOLUTION &&
+            e->tag != EXIF_TAG_Y_RESOLUTION && e->tag != EXIF_TAG_RESOLUTION_UNIT)
+            SetField(tif, e, order);
+    }
+}
+
+bool WriteExifDirectory(TIFF* tif, const std::vector<unsigned char>& block) {
+    ExifPtr data = LoadBlock(block);
+    if (!data || data->ifd[EXIF_IFD_EXIF]->count == 0) return true;
+    const ExifByteOrder order = exif_data_get_byte_order(data.get());
+    // The image's directory goes first, with room for the link; the link is filled in once
+    // the Exif directory has its place.
+    uint64_t exifAt = 0;
+    if (!TIFFSetField(tif, TIFFTAG_EXIFIFD, exifAt) || !TIFFWriteDirectory(tif)) return false;
+    if (TIFFCreateEXIFDirectory(tif) != 0) return false;
+    ExifContent* exif = data->ifd[EXIF_IFD_EXIF];
+    for (unsigned int i = 0; i < exif->count; ++i)
+        SetField(tif, exif->entries[i], order);
+    if (!TIFFWriteCustomDirectory(tif, &exifAt)) return false;
+    return TIFFSetDirectory(tif, 0) && TIFFSetField(tif, TIFFTAG_EXIFIFD, exifAt) &&
+           TIFFRewriteDirectory(tif);
+}
 
 bool BuildExifBlock(const char* fileName, std::vector<unsigned char>* block) {
     CTagDirectory directory;

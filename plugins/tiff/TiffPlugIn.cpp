@@ -548,11 +548,11 @@ int32_t CTiffPlugIn::GetProperty(int32_t id, void* value) {
     return 1;
 }
 
-// The Exif block is handed out but not written: TIFF keeps Exif as directories of its own.
 int32_t CTiffPlugIn::SetProperty(int32_t id, const void* value) {
     if (id == kVxPropMemoryBudget) return m_budget.Set(value);
     if (id != kVxPropCompression)
-        return m_blocks.Set(id, value, CMetadataBlocks::kIcc | CMetadataBlocks::kXmp);
+        return m_blocks.Set(id, value,
+                            CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);
     int32_t scheme = 0;
     if (!ReadInt32Property(value, &scheme)) return kVxErrInvalidArgument;
     switch (scheme) {
@@ -620,6 +620,7 @@ int32_t CTiffPlugIn::OpenForWriting() {
         ok = TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(1), &kind);
     }
     if (ok) ok = SetMetadataFields(tif, m_blocks);
+    if (ok) SetPictureFields(tif, m_blocks.Exif());
     if (!ok) {
         e->failed = true;
         CloseWriter();
@@ -664,7 +665,8 @@ int32_t CTiffPlugIn::CloseWriter() {
         code = kVxErrCodecIO;
     } else if (e->rowsWritten < e->height) {
         code = kVxErrCodecState;
-    } else if (!TIFFFlush(e->tif) || e->messages.errors > 0) {
+    } else if (!WriteExifDirectory(e->tif, m_blocks.Exif()) || !TIFFFlush(e->tif) ||
+               e->messages.errors > 0) {
         code = kVxErrCodecIO;
     }
     TIFFClose(e->tif);

@@ -2,8 +2,8 @@
 // and palette images, JPEG-compressed YCbCr and unsubsampled YCbCr as RGB lines with the first
 // extra alpha sample as the alpha plane; writes 8/16-bit grey and RGB (YCC lines as Photometric
 // YCbCr), with alpha, deflate-compressed unless told otherwise. Its properties carry the ICC
-// profile and the XMP packet both ways, hand out the Exif block of the file's directories, and
-// set the writer's compression.
+// profile, the XMP packet and the Exif block (made from and written as the file's own
+// directories) both ways, and set the writer's compression.
 #ifndef VANDREL_PLUGINS_TIFFPLUGIN_H
 #define VANDREL_PLUGINS_TIFFPLUGIN_H
 

@@ -38,12 +38,14 @@ int32_t FlattenOver(IUtilContainerIF* image, const IUtilContainerIF* alpha, int3
         colour[c] = deep ? v * 257 : v;
     }
     const size_t sampleBytes = deep ? 2 : 1;
-    std::vector<unsigned char> line(size_t(info.lWidth) * 3 * sampleBytes);
+    // SetLine takes a whole padded row.
+    const size_t visible = size_t(info.lWidth) * 3 * sampleBytes;
+    std::vector<unsigned char> line(size_t(VxPaddedRowBytes(info.lWidth, info.lColorDepth)));
     std::vector<unsigned char> cover(size_t(info.lWidth) * sampleBytes);
     for (int32_t y = 0; y < info.lHeight; ++y) {
         const void* stored = image->GetLine(y, 0, -1);
         if (stored == nullptr) return kVxErrMacroLineIO;
-        std::memcpy(line.data(), stored, line.size());
+        std::memcpy(line.data(), stored, visible);
         const void* storedAlpha = alpha->GetLine(y, 0, -1);
         if (storedAlpha == nullptr) return kVxErrMacroLineIO;
         std::memcpy(cover.data(), storedAlpha, cover.size());

@@ -53,11 +53,13 @@ int32_t MirrorLines(IUtilContainerIF* image) {
     if (info.bNative != 0 ||
         (pixelBytes != 1 && pixelBytes != 2 && pixelBytes != 3 && pixelBytes != 6))
         return kVxErrCodecUnsupported;
-    std::vector<unsigned char> line(size_t(info.lWidth) * size_t(pixelBytes));
+    // SetLine takes a whole padded row.
+    const size_t visible = size_t(info.lWidth) * size_t(pixelBytes);
+    std::vector<unsigned char> line(size_t(VxPaddedRowBytes(info.lWidth, info.lColorDepth)));
     for (int32_t y = 0; y < info.lHeight; ++y) {
         const void* stored = image->GetLine(y, 0, -1);
         if (stored == nullptr) return kVxErrMacroLineIO;
-        std::memcpy(line.data(), stored, line.size());
+        std::memcpy(line.data(), stored, visible);
         switch (pixelBytes) {
             case 1:
                 MirrorLine<1>(line.data(), info.lWidth);
