@@ -8,6 +8,7 @@
 #include <jpeglib.h>
 
 #include "../common/CodecSupport.h"
+#include "vandrel/CodecProperties.h"
 #include "vandrel/Export.h"
 
 namespace vxcodec {
@@ -92,6 +93,15 @@ bool GuardedReadHeader(JpegDecoder* d) {
     return true;
 }
 
+// The output size libjpeg's scaled inverse DCT gives: ceil(stored size / denominator).
+bool GuardedScale(JpegDecoder* d, unsigned denominator) {
+    if (setjmp(d->errors.jump)) return false;
+    d->cinfo.scale_num = 1;
+    d->cinfo.scale_denom = denominator;
+    jpeg_calc_output_dimensions(&d->cinfo);
+    return true;
+}
+
 bool GuardedStartDecompress(JpegDecoder* d) {
     if (setjmp(d->errors.jump)) return false;
     jpeg_start_decompress(&d->cinfo);
@@ -147,8 +157,9 @@ void DestroyDecoder(JpegDecoder* d) {
     delete d;
 }
 
-// Opens the file and reads its header. On failure *code says why and nothing is left open.
-JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+// Opens the file and reads its header; a shrink above 1 sets the reduced output size. On
+// failure *code says why and nothing is left open.
+JpegDecoder* OpenDecoder(const char* fileName, int32_t shrink, int32_t* code) {
     JpegDecoder* d = new (std::nothrow) JpegDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
@@ -169,6 +180,11 @@ JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
     }
     if (!AcceptableSize(d->cinfo.image_width, d->cinfo.image_height)) {
         *code = kVxErrCodecTooLarge;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    if (shrink > 1 && !GuardedScale(d, unsigned(shrink))) {
+        *code = FailureCode(d->errors);
         DestroyDecoder(d);
         return nullptr;
     }
@@ -216,13 +232,34 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 #undef VX_JPEG_TEXT2
 }
 
+int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
+    if (id != kVxPropShrinkFactor) return CReaderWriterPlugIn::GetProperty(id, value);
+    if (value == nullptr) return kVxErrInvalidArgument;
+    *static_cast<int32_t*>(value) = m_shrink;
+    return 1;
+}
+
+// The factor must not change once a size has been reported: the caller sized its lines by it.
+int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id != kVxPropShrinkFactor) return CReaderWriterPlugIn::SetProperty(id, value);
+    if (value == nullptr) return kVxErrInvalidArgument;
+    const int32_t factor = *static_cast<const int32_t*>(value);
+    if (factor != 1 && factor != 2 && factor != 4 && factor != 8) return kVxErrInvalidArgument;
+    if (factor != m_shrink && (m_sizeReported || IsOpen())) return kVxErrCodecState;
+    m_shrink = factor;
+    return 1;
+}
+
 int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_shrink, &code);
     if (d == nullptr) return code;
-    DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
-                  false, d->cinfo.num_components * 8);
+    const bool scaled = m_shrink > 1;
+    DescribeImage(status, "JPEG", int32_t(scaled ? d->cinfo.output_width : d->cinfo.image_width),
+                  int32_t(scaled ? d->cinfo.output_height : d->cinfo.image_height), 8, false,
+                  d->cinfo.num_components * 8);
+    m_sizeReported = true;
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
     return code;
@@ -230,7 +267,7 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CJpegPlugIn::OpenForReading() {
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_shrink, &code);
     if (d == nullptr) return code;
     switch (d->cinfo.jpeg_color_space) {
         case JCS_GRAYSCALE:

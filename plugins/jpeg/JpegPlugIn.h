@@ -1,6 +1,8 @@
 // The JPEG codec: reads baseline and progressive files (grey, YCbCr/RGB, CMYK/YCCK) as 24-bit
 // RGB lines, writes 24-bit RGB and 8-bit grey files. libjpeg's error exits are caught inside
 // this module: every call into the library goes through a small guarded function.
+// Property kVxPropShrinkFactor (CodecProperties.h) decodes at 1/2, 1/4 or 1/8 with libjpeg's
+// scaled inverse DCT; the status then reports the reduced size.
 #ifndef VANDREL_PLUGINS_JPEGPLUGIN_H
 #define VANDREL_PLUGINS_JPEGPLUGIN_H
 
@@ -20,6 +22,8 @@ public:
     CJpegPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -40,6 +44,8 @@ private:
     JpegDecoder* m_decoder = nullptr;
     JpegEncoder* m_encoder = nullptr;
     std::vector<unsigned char> m_cmykLine;  // CMYK files decode here, then become RGB
+    int32_t m_shrink = 1;                   // decode at 1/m_shrink of the stored size
+    bool m_sizeReported = false;            // a status went out: the factor is fixed from then on
     CDecodeProgress m_progress;
 };
 

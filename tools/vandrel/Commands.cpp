@@ -7,13 +7,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "BatchConvert.h"
 #include "ConvertJob.h"
 #include "FormatTable.h"
 #include "InfoReport.h"
 #include "Interrupt.h"
 #include "OptionParsers.h"
 #include "PartialFile.h"
+#include "PlugInShelf.h"
 #include "ProgressBar.h"
+#include "StandardInput.h"
 #include "StatusText.h"
 #include "TagReport.h"
 #include "TestChart.h"
@@ -159,21 +162,29 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
                std::ostream& err) {
     if (!CheckPlugIns(service, err)) return kExitFailure;
     CInterruptGuard interrupts;
+    CStandardInput input;
+    CConvertOptions one = options;
+    if (one.input == "-") {
+        if (!input.Take()) {
+            ReportError(err, "-", kVxErrCodecIO, "standard input could not be copied");
+            return kExitFailure;
+        }
+        one.input = input.path();
+    }
+    const CPlugInShelf shelf(service.folder());
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
-    const int32_t result = job.Run(options);
+    job.SetShelf(&shelf);
+    std::string lines;
+    const int32_t result = ConvertOne(&job, one, input, &lines);
     if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
     if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");
-        return kExitInterrupted;
+        return CInterruptGuard::ExitStatus();
     }
-    if (VxIsFailure(result)) {
-        ReportError(err, job.failedFile(), result, job.detail());
-        return kExitFailure;
-    }
-    if (VxIsWarning(result)) ReportError(err, job.warningFile(), result, "warning");
-    return kExitOk;
+    err << lines;
+    return VxIsFailure(result) ? kExitFailure : kExitOk;
 }
 
 int RunChart(const CToolService& service, const CChartOptions& options, std::ostream& err) {

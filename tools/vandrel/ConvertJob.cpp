@@ -10,6 +10,7 @@
 #include "Interrupt.h"
 #include "OptionParsers.h"
 #include "PartialFile.h"
+#include "ShrinkingSource.h"
 
 namespace vxtool {
 namespace {
@@ -98,8 +99,7 @@ int32_t CConvertJob::Prepare(const CConvertOptions& options, Plan* plan) {
     if (plan->format.empty())
         return Fail(options.output, kVxErrNoPlugIn,
                     "no writer for this extension; name one with --format");
-    if (!WritesFormat(table, plan->format) &&
-        m_service->GetDecoderVersion(plan->format.c_str()) == nullptr)
+    if (!WritesFormat(table, plan->format) && !ServiceKnowsFormat(m_service, plan->format))
         return Fail(options.output, kVxErrNoPlugIn, "no plug-in writes " + plan->format);
 
     plan->hasAlpha = plan->status.info2.lColorDepth > 0;
@@ -158,7 +158,10 @@ int32_t CConvertJob::Run(const CConvertOptions& options) {
     // alpha file need the decoded image in hand.
     const bool fileToFile = (plan.resize || plan.rotate) && !IsGreyFormat(plan.format) &&
                             options.alphaOutput.empty() && !SameName(options.method, "Squeeze");
-    if (fileToFile) {
+    const int32_t factor = fileToFile ? ShrinkFactor(plan) : 1;
+    result = factor > 1 ? ConvertShrunk(plan, factor, partial.path()) : 0;
+    if (result != 0) {
+    } else if (fileToFile) {
         result = ConvertFileToFile(plan, partial.path());
     } else {
         result = ConvertThroughContainers(plan, partial.path(),
@@ -183,6 +186,30 @@ int32_t CConvertJob::ConvertFileToFile(const Plan& plan, const std::string& part
         result = m_macro->SetImage(plan.options.input.c_str(), partial.c_str(), request);
     }
     return VxIsFailure(result) ? Fail(files, result) : Note(plan.options.input, result);
+}
+
+int32_t CConvertJob::ShrinkFactor(const Plan& plan) const {
+    const CURequest& r = plan.request;
+    if (m_shelf == nullptr || !plan.options.shrinkOnLoad || plan.rotate || plan.hasAlpha ||
+        r.info.lColorDepth != 24 || !SameName(r.info.strColorSpace.c_str(), "RGB"))
+        return 1;
+    return CShrinkingSource::FactorFor(plan.status.info.lWidth, plan.status.info.lHeight,
+                                       r.info.lWidth, r.info.lHeight);
+}
+
+int32_t CConvertJob::ConvertShrunk(const Plan& plan, int32_t factor, const std::string& partial) {
+    ContainerPtr image(CreateUtilContainer());
+    if (!image) return Fail(plan.options.input, kVxErrMacroEngines);
+    CShrinkingSource source(m_shelf, m_callback);
+    int32_t result = source.Decode(plan.options.input, factor, image.get());
+    if (result == 0) return 0;
+    if (VxIsFailure(result)) return Fail(plan.options.input, result);
+    Note(plan.options.input, result);
+    if (CInterruptGuard::Requested()) return Fail(plan.options.input, kVxErrCancelled);
+    CURequest request = plan.request;
+    request.lOption3 = 0;
+    result = m_macro->SetImage(partial.c_str(), request, image.get(), nullptr);
+    return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
 int32_t CConvertJob::ConvertThroughContainers(const Plan& plan, const std::string& partial,

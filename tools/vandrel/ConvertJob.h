@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ConvertOptions.h"
+#include "PlugInShelf.h"
 #include "vandrel/MacroCallback.h"
 #include "vandrel/UtilContainerIF.h"
 #include "vandrel/UtilMacroIF.h"
@@ -27,6 +28,10 @@ public:
     // why, warningFile() which file a warning concerns.
     int32_t Run(const CConvertOptions& options);
 
+    // The plug-in modules for shrink-on-load (not owned); without them every file is decoded
+    // at full size.
+    void SetShelf(const CPlugInShelf* shelf) { m_shelf = shelf; }
+
     const std::string& failedFile() const { return m_failedFile; }
     const std::string& warningFile() const { return m_warningFile; }
     // Extra words for failures the codes alone do not explain; may be empty.
@@ -45,6 +50,10 @@ private:
     int32_t Note(const std::string& file, int32_t code);
     int32_t Prepare(const CConvertOptions& options, Plan* plan);
     int32_t ConvertFileToFile(const Plan& plan, const std::string& partial);
+    // 1 when a reduction may decode the JPEG at a reduced scale; 2, 4 or 8 is the factor.
+    int32_t ShrinkFactor(const Plan& plan) const;
+    // 0 when the file's codec cannot shrink (nothing done), else as ConvertFileToFile.
+    int32_t ConvertShrunk(const Plan& plan, int32_t factor, const std::string& partial);
     int32_t ConvertThroughContainers(const Plan& plan, const std::string& partial,
                                      const std::string& alphaPartial);
     int32_t Encode(const Plan& plan, const std::string& path, IUtilContainerIF* image,
@@ -55,6 +64,7 @@ private:
     IVandrelIF* m_service;
     IMacroCallback* m_callback;
     IUtilMacroIF* m_macro = nullptr;
+    const CPlugInShelf* m_shelf = nullptr;
     std::string m_failedFile;
     std::string m_detail;
     int32_t m_warning = 1;

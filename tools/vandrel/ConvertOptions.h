@@ -20,6 +20,7 @@ struct CConvertOptions {
     int32_t depth = 0;       // 24 or 48; 0 = the source's own
     std::string colorSpace;  // "RGB" or "YCC"; empty = the source's own
     int32_t quality = 75;
+    bool shrinkOnLoad = true;  // JPEG reductions decode at a reduced DCT scale first
 };
 
 }  // namespace vxtool
