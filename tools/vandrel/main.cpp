@@ -1,6 +1,7 @@
 // vandrel: the command line over the image-file framework.
 //   vandrel formats | info FILE... | tags FILE [TAG...] | convert IN OUT | convert IN... -o PATTERN
 //   | chart OUT
+#include <malloc.h>
 #include <strings.h>
 
 #include <iostream>
@@ -57,6 +58,10 @@ std::string ReadConvertTexts(const ConvertTexts& texts, CConvertOptions* options
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Freed memory stays with the process for its next file: glibc's default gives it back
+    // after large frees, and each time costs a TLB flush; that was 0.1 s of the 0.7 s a
+    // thumbnail of a 300-megapixel JPEG takes.
+    ::mallopt(M_TRIM_THRESHOLD, 256 << 20);
     CLI::App app{
         "vandrel: reads, writes, converts, resizes and rotates images through codec plug-ins"};
     app.set_version_flag("--version", "vandrel " VANDREL_VERSION);
