@@ -32,10 +32,20 @@ int32_t SubTableFor(EXRESIZE_METHOD method, int64_t source, int64_t destination)
 }
 
 // Corner-aligned positions with 6 fraction bits: (i × (S − 1) × 64) div (D − 1).
-void BuildPhasePositions(int32_t source, int32_t destination, int32_t* position) {
+void BuildPhasePositions(int32_t source, int32_t destination, int64_t* position) {
     const int64_t span = int64_t(source - 1) * kPhases;
     for (int32_t i = 0; i < destination; ++i)
         position[i] = ScaledPosition(i, span, destination - 1);
+}
+
+// The same split into source pixel and phase, for the column maps.
+void BuildColumnPhases(int32_t source, int32_t destination, int32_t* index, int32_t* phase) {
+    const int64_t span = int64_t(source - 1) * kPhases;
+    for (int32_t i = 0; i < destination; ++i) {
+        const int64_t p = ScaledPosition(i, span, destination - 1);
+        index[i] = int32_t(p >> kPhaseBits);
+        phase[i] = int32_t(p & kPhaseMask);
+    }
 }
 
 // A source line is read when it lies within the four taps of some destination line; lines
@@ -43,7 +53,7 @@ void BuildPhasePositions(int32_t source, int32_t destination, int32_t* position)
 void MarkUsedLines(const EXBICUBIC_HANDLE* h, unsigned char* used) {
     const int32_t last = h->source.lHeight - 1;
     for (int32_t k = 0; k < h->destination.lHeight; ++k) {
-        const int32_t y0 = h->pRowMap[k] >> kPhaseBits;
+        const int32_t y0 = int32_t(h->pRowMap[k] >> kPhaseBits);
         for (int32_t y = y0 - 1; y <= y0 + 2; ++y)
             used[y < 0 ? 0 : (y > last ? last : y)] = 1;
     }
@@ -219,11 +229,12 @@ int32_t PushBicubic(const void* line, EXBICUBIC_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady > 0) return kErrArgument;
     if (h->lNextDst >= h->destination.lHeight) return kErrMoment;
-    const int32_t* rows = h->pRowMap;
+    const int64_t* rows = h->pRowMap;
     const int32_t lastLine = h->source.lHeight - 1;
     const int32_t ready = CountReadyLines(h->lNextSrc, h->source.lHeight, h->lNextDst,
                                           h->destination.lHeight, [rows, lastLine](int32_t k) {
-                                              const int32_t lowest = (rows[k] >> kPhaseBits) + 2;
+                                              const int32_t lowest =
+                                                  int32_t(rows[k] >> kPhaseBits) + 2;
                                               return lowest < lastLine ? lowest : lastLine;
                                           });
     RotateBand(h);
@@ -268,9 +279,9 @@ template <typename Sample>
 int32_t PullBicubic(void* line, EXBICUBIC_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady < 1) return kErrMoment;
-    const int32_t position = h->pRowMap[h->lNextDst];
-    SettleBandAtEnd(h, position >> kPhaseBits);
-    FilterLine(static_cast<Sample*>(line), h, position & kPhaseMask);
+    const int64_t position = h->pRowMap[h->lNextDst];
+    SettleBandAtEnd(h, int32_t(position >> kPhaseBits));
+    FilterLine(static_cast<Sample*>(line), h, int32_t(position & kPhaseMask));
     ++h->lNextDst;
     --h->lReady;
     return 0;
@@ -291,7 +302,7 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 4)));
     h->pColumnIndex = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pColumnPhase = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
-    h->pRowMap = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 4)));
+    h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
     h->pColumns = static_cast<int32_t*>(
         AllocZeroed(CheckedBytes((int64_t(source->lWidth) + 3) * h->lChannels, 4)));
     h->pLineUsed = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(source->lHeight, 1)));
@@ -310,11 +321,7 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     }
     for (int i = 0; i < 4; ++i)
         h->pSlot[i] = h->pBlock + i * slot;
-    BuildPhasePositions(source->lWidth, destination->lWidth, h->pColumnIndex);
-    for (int32_t x = 0; x < destination->lWidth; ++x) {
-        h->pColumnPhase[x] = h->pColumnIndex[x] & kPhaseMask;
-        h->pColumnIndex[x] >>= kPhaseBits;
-    }
+    BuildColumnPhases(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnPhase);
     BuildPhasePositions(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     h->pHorizontal = BicTable + kPhases * SubTableFor(method, source->lWidth, destination->lWidth);

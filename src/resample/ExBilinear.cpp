@@ -29,18 +29,20 @@ BlendStrategy StrategyFor(int32_t sourceWidth, int32_t destinationWidth) {
 }
 
 // Corner-aligned position of every destination index, 10 fraction bits:
-// (i × (S − 1) × 1024) div (D − 1).
+// (i × (S − 1) × 1024) div (D − 1), split into the source pixel and the fraction.
 void BuildLinearPositions(int32_t source, int32_t destination, int32_t* index, int32_t* fraction) {
     const int64_t span = int64_t(source - 1) * kLinearOne;
     for (int32_t i = 0; i < destination; ++i) {
-        const int32_t p = ScaledPosition(i, span, destination - 1);
-        if (fraction == nullptr) {
-            index[i] = p;
-        } else {
-            index[i] = p >> kLinearBits;
-            fraction[i] = p & kLinearMask;
-        }
+        const int64_t p = ScaledPosition(i, span, destination - 1);
+        index[i] = int32_t(p >> kLinearBits);
+        fraction[i] = int32_t(p & kLinearMask);
     }
+}
+
+void BuildLinearRowMap(int32_t source, int32_t destination, int64_t* position) {
+    const int64_t span = int64_t(source - 1) * kLinearOne;
+    for (int32_t i = 0; i < destination; ++i)
+        position[i] = ScaledPosition(i, span, destination - 1);
 }
 
 // A source line is read when it is the upper line of some destination line, or its lower
@@ -48,7 +50,7 @@ void BuildLinearPositions(int32_t source, int32_t destination, int32_t* index, i
 void MarkUsedLines(const EXBILINEAR_HANDLE* h, unsigned char* used) {
     const int32_t last = h->source.lHeight - 1;
     for (int32_t k = 0; k < h->destination.lHeight; ++k) {
-        const int32_t y0 = h->pRowMap[k] >> kLinearBits;
+        const int32_t y0 = int32_t(h->pRowMap[k] >> kLinearBits);
         used[y0] = 1;
         if ((h->pRowMap[k] & kLinearMask) != 0) used[y0 < last ? y0 + 1 : last] = 1;
     }
@@ -197,11 +199,12 @@ int32_t PushBilinear(const void* line, EXBILINEAR_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady > 0) return kErrArgument;
     if (h->lNextDst >= h->destination.lHeight) return kErrMoment;
-    const int32_t* rows = h->pRowMap;
+    const int64_t* rows = h->pRowMap;
     const int32_t lastLine = h->source.lHeight - 1;
     const int32_t ready = CountReadyLines(h->lNextSrc, h->source.lHeight, h->lNextDst,
                                           h->destination.lHeight, [rows, lastLine](int32_t k) {
-                                              const int32_t below = (rows[k] >> kLinearBits) + 1;
+                                              const int32_t below =
+                                                  int32_t(rows[k] >> kLinearBits) + 1;
                                               return below < lastLine ? below : lastLine;
                                           });
     unsigned char* older = h->pLower;
@@ -229,10 +232,10 @@ template <typename Sample>
 int32_t PullBilinear(void* line, EXBILINEAR_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady < 1) return kErrMoment;
-    const int32_t position = h->pRowMap[h->lNextDst];
+    const int64_t position = h->pRowMap[h->lNextDst];
     // Once the source is exhausted the band cannot move on by pushing; the last line then
     // serves as both neighbours.
-    const int32_t d = (position >> kLinearBits) - h->lBandBase;
+    const int32_t d = int32_t(position >> kLinearBits) - h->lBandBase;
     if (d >= -1 && h->lNextSrc == h->source.lHeight) {
         if (d == -1) {
             h->pUpper = h->pLower;
@@ -267,7 +270,7 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 2)));
     h->pColumnIndex = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pColumnFraction = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
-    h->pRowMap = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 4)));
+    h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
     h->pLineUsed = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(source->lHeight, 1)));
     bool ready = slot <= size_t(INT32_MAX) && h->pBlock != nullptr && h->pColumnIndex != nullptr &&
                  h->pColumnFraction != nullptr && h->pRowMap != nullptr && h->pLineUsed != nullptr;
@@ -290,7 +293,7 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     h->pUpper = h->pBlock;
     h->pLower = h->pBlock + slot;
     BuildLinearPositions(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnFraction);
-    BuildLinearPositions(source->lHeight, destination->lHeight, h->pRowMap, nullptr);
+    BuildLinearRowMap(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     *handle = h;
     return 0;

@@ -58,7 +58,7 @@ struct EXBILINEAR_HANDLE {
     int32_t lBandBase;
     int32_t* pColumnIndex;     // source pixel left of each destination column
     int32_t* pColumnFraction;  // 0-1023 towards the right neighbour
-    int32_t* pRowMap;          // source line position, 10 fraction bits
+    int64_t* pRowMap;          // source line position, 10 fraction bits
     int32_t lSlotBytes;
     // How a line is blended; every order gives the same integers (see ExBilinear.cpp).
     int32_t lStrategy;
@@ -82,7 +82,7 @@ struct EXBICUBIC_HANDLE {
     int32_t lBandBase;
     int32_t* pColumnIndex;
     int32_t* pColumnPhase;            // 0-63
-    int32_t* pRowMap;                 // source line position, 6 fraction bits
+    int64_t* pRowMap;                 // source line position, 6 fraction bits
     int32_t* pColumns;                // vertical pass: (width + 3) pixels, one pad left, two right
     const int16_t (*pHorizontal)[4];  // first row of the horizontal sub-table
     const int16_t (*pVertical)[4];    // first row of the vertical sub-table

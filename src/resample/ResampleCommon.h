@@ -92,8 +92,10 @@ Handle* NewEngineHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destinatio
 
 // floor(index × numerator / denominator) with a 64-bit intermediate; a denominator of 0
 // (a one-pixel destination reached by calling an engine directly) maps everything to 0.
-inline int32_t ScaledPosition(int64_t index, int64_t numerator, int64_t denominator) {
-    return denominator > 0 ? int32_t(index * numerator / denominator) : 0;
+// Fixed-point positions stay 64-bit: (S − 1) × 1024 passes 2^31 once a side has 2^21 + 1
+// pixels, so only the whole-pixel part is narrowed, by the caller.
+inline int64_t ScaledPosition(int64_t index, int64_t numerator, int64_t denominator) {
+    return denominator > 0 ? index * numerator / denominator : 0;
 }
 
 // Destination lines ready after pushing source line `pushed`: all remaining ones after the
