@@ -4,7 +4,8 @@
 #  (b) a folder of 50 camera photos -> 200 px wide: wall time, one call each;
 #  (c) the same folder with -j 1 against -j 2.
 # Runs of A and B are interleaved and the medians of RUNS runs reported.
-# usage: bench/thumbnails.sh [BUILD_DIR] (default build/release); RUNS=5 by default.
+# usage: bench/thumbnails.sh [BUILD_DIR] (default build/release); RUNS=5 by default; the photos
+# come from $VANDREL_TESTDATA (default ../shared/testdata beside the repository).
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
 build="${1:-$here/build/release}"
@@ -15,6 +16,7 @@ if ! command -v vipsthumbnail >/dev/null; then
   apt-get install -y --no-install-recommends libvips-tools >/dev/null
 fi
 photos="${VANDREL_TESTDATA:-$here/../shared/testdata}/exif/jpg"
+[ -d "$photos" ] || { echo "no camera photos in $photos (set VANDREL_TESTDATA)" >&2; exit 1; }
 work="$(mktemp -d "${TMPDIR:-/tmp}/vxthumbs-XXXXXX")"
 trap 'rm -rf "$work"' EXIT
 

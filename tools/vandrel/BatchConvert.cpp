@@ -151,9 +151,11 @@ int RunBatch(const std::string& plugInFolder, const CConvertOptions& options,
     const int wanted = batch.jobs > 0 ? batch.jobs : OnlineCpus();
     const size_t count = std::min({size_t(wanted), total, size_t(CInterruptGuard::kMostWatchers)});
     std::vector<std::unique_ptr<Worker>> workers;
-    for (size_t i = 0; i < count; ++i)
-        workers.emplace_back(new Worker(plugInFolder));
-    if (workers[0]->service.get() == nullptr || !workers[0]->service.HasPlugIns()) {
+    for (size_t i = 0; i < count; ++i) {
+        std::unique_ptr<Worker> worker(new Worker(plugInFolder));
+        if (worker->service.HasPlugIns()) workers.push_back(std::move(worker));
+    }
+    if (workers.empty()) {
         ReportError(err, plugInFolder, kVxErrNoPlugIn, "no plug-ins found in this folder");
         return kExitFailure;
     }

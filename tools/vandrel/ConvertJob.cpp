@@ -160,12 +160,11 @@ int32_t CConvertJob::Run(const CConvertOptions& options) {
                             options.alphaOutput.empty() && !SameName(options.method, "Squeeze");
     const int32_t factor = fileToFile ? ShrinkFactor(plan) : 1;
     result = factor > 1 ? ConvertShrunk(plan, factor, partial.path()) : 0;
-    if (result != 0) {
-    } else if (fileToFile) {
-        result = ConvertFileToFile(plan, partial.path());
-    } else {
-        result = ConvertThroughContainers(plan, partial.path(),
-                                          alphaPartial ? alphaPartial->path() : std::string());
+    if (result == 0) {
+        result = fileToFile ? ConvertFileToFile(plan, partial.path())
+                            : ConvertThroughContainers(
+                                  plan, partial.path(),
+                                  alphaPartial ? alphaPartial->path() : std::string());
     }
     if (result >= 0 && CInterruptGuard::Requested()) result = Fail(options.output, kVxErrCancelled);
     if (VxIsFailure(result)) return result;

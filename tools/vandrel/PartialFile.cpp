@@ -116,6 +116,16 @@ bool CPartialFile::CopyToStandardOutput() const {
     return ok;
 }
 
+// Only root can hand the file back to its owner; anyone else's file becomes their own, as an
+// editor's "save" makes it.
+void CPartialFile::KeepOwnerAndMode() const {
+    if (::geteuid() == 0) {
+        const bool handedBack = ::chown(m_path.c_str(), m_owner, m_group) == 0;
+        (void)handedBack;
+    }
+    ::chmod(m_path.c_str(), m_mode);
+}
+
 bool CPartialFile::Commit() {
     if (!m_open) return false;
     m_open = false;
@@ -125,12 +135,7 @@ bool CPartialFile::Commit() {
         placed = CopyToStandardOutput();
         std::remove(m_path.c_str());
     } else {
-        if (m_keepMode) {
-            // The owner only changes for root; anyone else keeps the file as their own.
-            if (::geteuid() == 0 && ::chown(m_path.c_str(), m_owner, m_group) != 0) {
-            }
-            ::chmod(m_path.c_str(), m_mode);
-        }
+        if (m_keepMode) KeepOwnerAndMode();
         placed = std::rename(m_path.c_str(), m_final.c_str()) == 0;
         if (!placed) std::remove(m_path.c_str());
     }

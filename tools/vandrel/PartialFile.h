@@ -37,6 +37,7 @@ private:
 
     void PlaceBeside(const std::string& file);
     bool CopyToStandardOutput() const;
+    void KeepOwnerAndMode() const;
 
     std::string m_target;
     std::string m_path;
