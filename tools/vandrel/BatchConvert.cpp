@@ -112,7 +112,9 @@ std::string MissingFolder(const std::string& output) {
     const std::string folder = slash == 0 ? "/" : output.substr(0, slash);
     struct stat st;
     if (::stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return "";
-    return "vandrel: " + output + ": the folder " + folder + " does not exist\n";
+    std::ostringstream line;
+    ReportError(line, output, kVxErrCodecOpen, "the folder " + folder + " does not exist");
+    return line.str();
 }
 
 int32_t ConvertOne(CConvertJob* job, const CConvertOptions& options, const CStandardInput& input,

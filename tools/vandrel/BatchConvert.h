@@ -26,7 +26,7 @@ struct CBatchOptions {
 // the pattern holds another "%" sequence.
 std::string OutputFor(const std::string& pattern, const std::string& input, std::string* problem);
 
-// Empty when the folder an output goes to exists, else the words that say it does not.
+// Empty when the folder an output goes to exists, else the error line that says it does not.
 std::string MissingFolder(const std::string& output);
 
 // One conversion with its messages (error, warning) as whole lines in *lines, file names as
