@@ -26,7 +26,7 @@ constexpr size_t kNamedFailures = 10;  // the summary names at most these
 struct Worker {
     explicit Worker(const std::string& folder)
         : service(folder), shelf(folder), callback(nullptr, false), job(service.get(), &callback) {
-        job.SetShelf(&shelf);
+        job.SetPlugInShelf(&shelf);
     }
     CToolService service;
     CPlugInShelf shelf;
@@ -46,6 +46,16 @@ std::string BaseName(const std::string& path) {
 int OnlineCpus() {
     const long n = ::sysconf(_SC_NPROCESSORS_ONLN);
     return n > 0 ? int(n) : 1;
+}
+
+// "vandrel: OUT: the format cannot hold the ICC profile and the XMP packet; written without
+// them"
+std::string DroppedLine(const std::string& output, const std::vector<std::string>& dropped) {
+    std::string words;
+    for (size_t i = 0; i < dropped.size(); ++i)
+        words += (i == 0 ? "" : i + 1 == dropped.size() ? " and " : ", ") + dropped[i];
+    return "vandrel: " + output + ": the format cannot hold " + words + "; written without " +
+           (dropped.size() == 1 ? "it" : "them") + "\n";
 }
 
 std::string Summary(size_t failed, size_t total, const std::vector<std::string>& names) {
@@ -127,8 +137,13 @@ int32_t ConvertOne(CConvertJob* job, const CConvertOptions& options, const CStan
     const int32_t result = job->Run(options);
     std::ostringstream out;
     if (result == kVxErrCancelled || CInterruptGuard::Requested()) return kVxErrCancelled;
-    if (VxIsFailure(result)) ReportError(out, job->failedFile(), result, job->detail());
+    if (job->misuse())
+        out << "vandrel: " << job->detail() << " (see vandrel --help)\n";
+    else if (VxIsFailure(result))
+        ReportError(out, job->failedFile(), result, job->detail());
     if (VxIsWarning(result)) ReportError(out, job->warningFile(), result, "warning");
+    if (!VxIsFailure(result) && !job->dropped().empty())
+        out << DroppedLine(options.output, job->dropped());
     *lines = input.Shown(out.str());
     return result;
 }

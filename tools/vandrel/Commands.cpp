@@ -136,6 +136,7 @@ int RunTags(const CToolService& service, const std::string& file,
         if (json) {
             nlohmann::ordered_json j;
             j["file"] = file;
+            j["typeNumbering"] = HitsToJson(1, {}).at("typeNumbering");
             j["groups"] = DatabaseToJson(db);
             out << j.dump(2) << "\n";
         } else {
@@ -171,19 +172,20 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
         }
         one.input = input.path();
     }
-    const CPlugInShelf shelf(service.folder());
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
-    job.SetShelf(&shelf);
+    const CPlugInShelf shelf(service.folder());
+    job.SetPlugInShelf(&shelf);
     std::string lines;
     const int32_t result = ConvertOne(&job, one, input, &lines);
     if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
-    if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
+    if (result == kVxErrCancelled) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");
         return CInterruptGuard::ExitStatus();
     }
     err << lines;
+    if (job.misuse()) return kExitUsage;
     return VxIsFailure(result) ? kExitFailure : kExitOk;
 }
 
