@@ -9,8 +9,6 @@
 
 #include <jerror.h>
 #include <jpeglib.h>
-// after jpeglib.h, which it needs
-#include <jerror.h>
 
 #include "../common/CodecSupport.h"
 #include "vandrel/CodecProperties.h"
