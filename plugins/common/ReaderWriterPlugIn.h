@@ -3,6 +3,8 @@
 #ifndef VANDREL_PLUGINS_READERWRITERPLUGIN_H
 #define VANDREL_PLUGINS_READERWRITERPLUGIN_H
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <cstdio>
 
@@ -40,9 +42,12 @@ protected:
     virtual int32_t CloseWriter() = 0;
 
     // The last step of closing a writer: a file that did not get all its lines (code is not 1)
-    // is removed rather than left half-written.
+    // is removed rather than left half-written. Only a regular file: a device or FIFO written
+    // in place (a full /dev/full) is not the writer's to remove.
     int32_t KeepFileOnlyIfComplete(int32_t code) const {
-        if (code != 1) std::remove(FileName());
+        struct stat st;
+        if (code != 1 && ::stat(FileName(), &st) == 0 && S_ISREG(st.st_mode))
+            std::remove(FileName());
         return code;
     }
 };

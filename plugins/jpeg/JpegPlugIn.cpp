@@ -11,6 +11,7 @@
 #include <jpeglib.h>
 
 #include "../common/CodecSupport.h"
+#include "vandrel/CodecProperties.h"
 #include "vandrel/Export.h"
 
 namespace vxcodec {
@@ -117,16 +118,91 @@ extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
     }
 }
 
+// The file is read in blocks far larger than jpeg_stdio_src's 4 KB: libjpeg-turbo decodes a
+// block row with its fast Huffman path only while a few kilobytes of input are buffered, so
+// small blocks send most rows down the slow path. Same bytes, same warnings, fewer calls.
+constexpr size_t kInputBlock = size_t(64) << 10;
+
+struct BlockSource {
+    jpeg_source_mgr pub;  // first, so the library's pointer is also ours
+    std::FILE* file;
+    JOCTET* buffer;
+    bool atStart;
+};
+
+extern "C" void BlockSourceInit(j_decompress_ptr cinfo) {
+    reinterpret_cast<BlockSource*>(cinfo->src)->atStart = true;
+}
+
+// As jpeg_stdio_src does: an empty file is an error, a file that ends early gets a warning
+// and an inserted end marker.
+extern "C" boolean BlockSourceFill(j_decompress_ptr cinfo) {
+    BlockSource* src = reinterpret_cast<BlockSource*>(cinfo->src);
+    size_t got = std::fread(src->buffer, 1, kInputBlock, src->file);
+    if (got == 0) {
+        if (src->atStart) ERREXIT(cinfo, JERR_INPUT_EMPTY);
+        WARNMS(cinfo, JWRN_JPEG_EOF);
+        src->buffer[0] = JOCTET(0xFF);
+        src->buffer[1] = JOCTET(JPEG_EOI);
+        got = 2;
+    }
+    src->pub.next_input_byte = src->buffer;
+    src->pub.bytes_in_buffer = got;
+    src->atStart = false;
+    return TRUE;
+}
+
+extern "C" void BlockSourceSkip(j_decompress_ptr cinfo, long count) {
+    jpeg_source_mgr* src = cinfo->src;
+    if (count <= 0) return;
+    while (count > long(src->bytes_in_buffer)) {
+        count -= long(src->bytes_in_buffer);
+        (*src->fill_input_buffer)(cinfo);
+    }
+    src->next_input_byte += size_t(count);
+    src->bytes_in_buffer -= size_t(count);
+}
+
+extern "C" void BlockSourceTerm(j_decompress_ptr) {}
+
+// Allocated from the decompressor's permanent pool: it goes with jpeg_destroy_decompress.
+void UseBlockSource(j_decompress_ptr cinfo, std::FILE* file) {
+    void* memory = (*cinfo->mem->alloc_small)(reinterpret_cast<j_common_ptr>(cinfo),
+                                              JPOOL_PERMANENT, sizeof(BlockSource));
+    BlockSource* src = static_cast<BlockSource*>(memory);
+    src->buffer = static_cast<JOCTET*>((*cinfo->mem->alloc_small)(
+        reinterpret_cast<j_common_ptr>(cinfo), JPOOL_PERMANENT, kInputBlock));
+    src->file = file;
+    src->atStart = true;
+    src->pub.init_source = BlockSourceInit;
+    src->pub.fill_input_buffer = BlockSourceFill;
+    src->pub.skip_input_data = BlockSourceSkip;
+    src->pub.resync_to_restart = jpeg_resync_to_restart;
+    src->pub.term_source = BlockSourceTerm;
+    src->pub.bytes_in_buffer = 0;
+    src->pub.next_input_byte = nullptr;
+    cinfo->src = &src->pub;
+}
+
 // --- Guarded calls: setjmp, then the library; no C++ object lives in these frames. ---
 
 bool GuardedReadHeader(JpegDecoder* d) {
     if (setjmp(d->errors.jump)) return false;
     jpeg_create_decompress(&d->cinfo);
     d->cinfo.mem->max_memory_to_use = long(d->budget);
-    jpeg_stdio_src(&d->cinfo, d->file);
+    UseBlockSource(&d->cinfo, d->file);
     jpeg_save_markers(&d->cinfo, JPEG_APP0 + 1, 0xFFFF);
     jpeg_save_markers(&d->cinfo, JPEG_APP0 + 2, 0xFFFF);
     jpeg_read_header(&d->cinfo, TRUE);
+    return true;
+}
+
+// The output size libjpeg's scaled inverse DCT gives: ceil(stored size / denominator).
+bool GuardedScale(JpegDecoder* d, unsigned denominator) {
+    if (setjmp(d->errors.jump)) return false;
+    d->cinfo.scale_num = 1;
+    d->cinfo.scale_denom = denominator;
+    jpeg_calc_output_dimensions(&d->cinfo);
     return true;
 }
 
@@ -219,8 +295,9 @@ void DestroyDecoder(JpegDecoder* d) {
     delete d;
 }
 
-// Opens the file and reads its header. On failure *code says why and nothing is left open.
-JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
+// Opens the file and reads its header; a shrink above 1 sets the reduced output size. On
+// failure *code says why and nothing is left open.
+JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t shrink, int32_t* code) {
     JpegDecoder* d = new (std::nothrow) JpegDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
@@ -242,6 +319,11 @@ JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     }
     if (!AcceptableSize(d->cinfo.image_width, d->cinfo.image_height)) {
         *code = kVxErrCodecTooLarge;
+        DestroyDecoder(d);
+        return nullptr;
+    }
+    if (shrink > 1 && !GuardedScale(d, unsigned(shrink))) {
+        *code = FailureCode(d->errors);
         DestroyDecoder(d);
         return nullptr;
     }
@@ -306,13 +388,26 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 #undef VX_JPEG_TEXT2
 }
 
+// The factor must not change once a size has been reported: the caller sized its lines by it.
+int32_t CJpegPlugIn::SetShrinkFactor(const void* value) {
+    if (value == nullptr) return kVxErrInvalidArgument;
+    const int32_t factor = *static_cast<const int32_t*>(value);
+    if (factor != 1 && factor != 2 && factor != 4 && factor != 8) return kVxErrInvalidArgument;
+    if (factor != m_shrink && (m_sizeReported || IsOpen())) return kVxErrCodecState;
+    m_shrink = factor;
+    return 1;
+}
+
 int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), m_shrink, &code);
     if (d == nullptr) return code;
-    DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
-                  false, d->cinfo.num_components * 8);
+    const bool scaled = m_shrink > 1;
+    DescribeImage(status, "JPEG", int32_t(scaled ? d->cinfo.output_width : d->cinfo.image_width),
+                  int32_t(scaled ? d->cinfo.output_height : d->cinfo.image_height), 8, false,
+                  d->cinfo.num_components * 8);
+    m_sizeReported = true;
     KeepMetadata(d, &m_blocks);
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
@@ -321,7 +416,7 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CJpegPlugIn::OpenForReading() {
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), m_shrink, &code);
     if (d == nullptr) return code;
     switch (d->cinfo.jpeg_color_space) {
         case JCS_GRAYSCALE:
@@ -374,6 +469,10 @@ int32_t CJpegPlugIn::OpenForReading() {
 int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
     if (id == kVxPropMemoryBudget) return m_budget.Get(value);
     switch (id) {
+        case kVxPropShrinkFactor:
+            if (value == nullptr) return kVxErrInvalidArgument;
+            *static_cast<int32_t*>(value) = m_shrink;
+            return 1;
         case kVxPropProgressive:
         case kVxPropSubsampling:
             if (value == nullptr) return kVxErrInvalidArgument;
@@ -387,6 +486,7 @@ int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
 
 int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
     if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    if (id == kVxPropShrinkFactor) return SetShrinkFactor(value);
     int32_t v = 0;
     switch (id) {
         case kVxPropProgressive:

@@ -1,9 +1,10 @@
 // The JPEG codec: reads baseline and progressive files (grey, YCbCr/RGB, CMYK/YCCK) as 24-bit
 // RGB lines, writes 24-bit RGB (or YCC lines as they are, JPEG's own colour space) and 8-bit
 // grey files. Its properties carry the ICC profile (APP2), the Exif block and the XMP packet
-// (APP1) both ways, and set the writer's progressive mode and chroma subsampling. libjpeg's error
-// exits are caught inside this module: every call into the library goes through a small guarded
-// function.
+// (APP1) both ways, set the writer's progressive mode and chroma subsampling, and decode at
+// 1/2, 1/4 or 1/8 with libjpeg's scaled inverse DCT (kVxPropShrinkFactor; the status then
+// reports the reduced size). libjpeg's error exits are caught inside this module: every call
+// into the library goes through a small guarded function.
 #ifndef VANDREL_PLUGINS_JPEGPLUGIN_H
 #define VANDREL_PLUGINS_JPEGPLUGIN_H
 
@@ -44,10 +45,13 @@ private:
     int32_t OpenForWriting() override;
     int32_t CloseReader() override;
     int32_t CloseWriter() override;
+    int32_t SetShrinkFactor(const void* value);
 
     JpegDecoder* m_decoder = nullptr;
     JpegEncoder* m_encoder = nullptr;
     std::vector<unsigned char> m_cmykLine;  // CMYK files decode here, then become RGB
+    int32_t m_shrink = 1;                   // decode at 1/m_shrink of the stored size
+    bool m_sizeReported = false;            // a status went out: the factor is fixed from then on
     CDecodeProgress m_progress;
     CMemoryBudget m_budget;
     CDamageNotice m_damage;

@@ -2,11 +2,13 @@
 // seeking and progress messages.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include <jpeglib.h>
 
 #include "CodecTestSupport.h"
+#include "vandrel/CodecProperties.h"
 #include "vandrel/MessageProc.h"
 
 namespace vxtest {
@@ -212,6 +214,71 @@ TEST(JpegPlugIn, ProgressiveMatchesBaselineAndSeekingLandsOnTheSamePixels) {
             EXPECT_LT(plugIn->ReadLine(line.data(), nullptr), 0) << "read past the last line";
         }
     }
+}
+
+// The mean of each factor x factor block of a full decode, as the scaled inverse DCT
+// approximates it; blocks cut by the right or bottom edge average what they hold.
+std::vector<unsigned char> BlockMeans(const Image& full, int32_t factor, int32_t width,
+                                      int32_t height) {
+    std::vector<unsigned char> means;
+    for (int32_t by = 0; by < height; ++by)
+        for (int32_t bx = 0; bx < width; ++bx)
+            for (int c = 0; c < 3; ++c) {
+                int sum = 0, count = 0;
+                for (int32_t y = by * factor; y < std::min(full.height, (by + 1) * factor); ++y)
+                    for (int32_t x = bx * factor; x < std::min(full.width, (bx + 1) * factor);
+                         ++x, ++count)
+                        sum += full.color[(size_t(y) * full.width + x) * 3 + c];
+                means.push_back(static_cast<unsigned char>((sum + count / 2) / count));
+            }
+    return means;
+}
+
+TEST(JpegPlugIn, ShrinkFactorDecodesTheSamePictureAtAFraction) {
+    const struct { int32_t factor, width, height; } cases[] = {{2, 31, 24}, {4, 16, 12}, {8, 8, 6}};
+    ScratchDir dir;
+    WriteJpeg(dir.file("b.jpg"), MakeImage(61, 47, 24, 0), Model::kRgb, false);
+    WriteJpeg(dir.file("p.jpg"), MakeImage(61, 47, 24, 0), Model::kRgb, true);
+    for (const char* name : {"b.jpg", "p.jpg"}) {
+        const Decoded full = DecodeFile(Jpeg(), dir.file(name));
+        ASSERT_EQ(full.code, 1);
+        for (const auto& c : cases) {
+            SCOPED_TRACE(testing::Message() << name << " 1/" << c.factor);
+            Instance plugIn(Jpeg(), dir.file(name));
+            ASSERT_EQ(plugIn->SetProperty(kVxPropShrinkFactor, &c.factor), 1);
+            CUImageFileStatus status;
+            ASSERT_EQ(plugIn->GetFileStatus(&status), 1);
+            EXPECT_EQ(status.info.lWidth, c.width);
+            EXPECT_EQ(status.info.lHeight, c.height);
+            plugIn->SetRequest(CURequest(), status);
+            ASSERT_EQ(plugIn->Open("r"), 1);
+            std::vector<unsigned char> shrunk, line(size_t(status.info.RowBytes()));
+            for (int32_t y = 0; y < c.height; ++y) {
+                ASSERT_EQ(plugIn->ReadLine(line.data(), nullptr), 1) << "line " << y;
+                shrunk.insert(shrunk.end(), line.begin(), line.begin() + c.width * 3);
+            }
+            EXPECT_LT(plugIn->ReadLine(line.data(), nullptr), 0) << "read past the last line";
+            EXPECT_GT(Psnr(shrunk, BlockMeans(full.image, c.factor, c.width, c.height)), 30.0);
+        }
+    }
+}
+
+// Only 1, 2, 4 and 8, and never a change once a size went out: the caller sized its lines by
+// it (so a factor in a request's parameter list, which arrives after the status, is refused).
+TEST(JpegPlugIn, ShrinkFactorIsRefusedWhenOddOrLate) {
+    ScratchDir dir;
+    WriteJpeg(dir.file("b.jpg"), MakeImage(16, 16, 24, 0), Model::kRgb, false);
+    Instance plugIn(Jpeg(), dir.file("b.jpg"));
+    for (int32_t odd : {0, 3, 16, -2})
+        EXPECT_EQ(plugIn->SetProperty(kVxPropShrinkFactor, &odd), kVxErrInvalidArgument) << odd;
+    int32_t factor = 0;
+    ASSERT_EQ(plugIn->GetProperty(kVxPropShrinkFactor, &factor), 1);
+    EXPECT_EQ(factor, 1);
+    CUImageFileStatus status;
+    ASSERT_EQ(plugIn->GetFileStatus(&status), 1);
+    const int32_t two = 2;
+    EXPECT_EQ(plugIn->SetProperty(kVxPropShrinkFactor, &two), kVxErrCodecState);
+    EXPECT_EQ(plugIn->SetProperty(kVxPropShrinkFactor, &factor), 1);
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 // line on stderr, a non-zero exit and no output file left behind.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -239,26 +242,81 @@ TEST_F(ToolConvertTest, CancelledConversionRemovesItsPartialOutput) {
     service->Delete();
 }
 
-// A real interrupt while the encoder is writing: exit 130, nothing left.
+// A real interrupt while the encoder is writing: exit 128 + the signal, nothing left. A closed
+// terminal (SIGHUP) and Ctrl-\\ (SIGQUIT) count as interrupts too.
 TEST_F(ToolConvertTest, InterruptDuringAConversionLeavesNoFile) {
     const std::string big = s_dir->file("big.ppm");
     ASSERT_EQ(RunTool({"chart", big, "--size", "2000x1500"}).exit, 0);
-    vxtest::ScratchDir io;
-    const pid_t pid = vxtest::StartTool(
-        {"convert", big, Out("big.png"), "--size", "6000x4500", "--method", "bicubic"}, io);
-    ASSERT_GT(pid, 0);
-    bool writing = false;
-    for (int i = 0; i < 4000 && !writing; ++i) {
-        for (const std::string& name : vxtest::Listing(m_out->path()))
-            writing |= name.rfind(".vxpart-", 0) == 0;
-        if (!writing) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        SCOPED_TRACE(signal);
+        vxtest::ScratchDir io;
+        const pid_t pid = vxtest::StartTool(
+            {"convert", big, Out("big.png"), "--size", "6000x4500", "--method", "bicubic"}, io);
+        ASSERT_GT(pid, 0);
+        bool writing = false;
+        for (int i = 0; i < 4000 && !writing; ++i) {
+            for (const std::string& name : vxtest::Listing(m_out->path()))
+                writing |= name.rfind(".vxpart-", 0) == 0;
+            if (!writing) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        ::kill(pid, signal);
+        const ToolRun run = vxtest::FinishTool(pid, io);
+        if (!writing) GTEST_SKIP() << "the conversion ended before it could be interrupted";
+        EXPECT_EQ(run.exit, 128 + signal) << run.err;
+        EXPECT_NE(run.err.find("cancelled (0xE4040006)"), std::string::npos) << run.err;
+        EXPECT_TRUE(vxtest::Listing(m_out->path()).empty());
     }
-    ::kill(pid, SIGINT);
-    const ToolRun run = vxtest::FinishTool(pid, io);
-    if (!writing) GTEST_SKIP() << "the conversion ended before it could be interrupted";
-    EXPECT_EQ(run.exit, 130) << run.err;
-    EXPECT_NE(run.err.find("cancelled (0xE4040006)"), std::string::npos) << run.err;
-    EXPECT_TRUE(vxtest::Listing(m_out->path()).empty());
+}
+
+// Renaming a finished temporary over the destination suits regular files only: a device or a
+// FIFO is written in place, a link is followed rather than replaced, and a regular file keeps
+// its permissions.
+TEST_F(ToolConvertTest, SpecialDestinationsAreWrittenNotReplaced) {
+    const std::string expected = Out("plain.jpg");
+    ASSERT_EQ(RunTool({"convert", Chart("png"), expected}).exit, 0);
+    const std::string picture = vxtest::ReadFile(expected);
+
+    // A FIFO with a reader waiting (JPEG is written front to back); the small picture fits in
+    // the pipe's buffer.
+    const std::string fifo = Out("fifo.jpg");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    ToolRun run = RunTool({"convert", Chart("png"), fifo});
+    EXPECT_EQ(run.exit, 0) << run.err;
+    std::string received(picture.size() + 1, '\0');
+    const ssize_t got = ::read(reader, &received[0], received.size());
+    ::close(reader);
+    received.resize(got > 0 ? size_t(got) : 0);
+    EXPECT_TRUE(received == picture) << received.size() << " bytes arrived";
+    struct stat st;
+    ASSERT_EQ(::lstat(fifo.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+
+    // A link to a full device: the write fails, the link and the device stay.
+    const std::string full = Out("full.jpg");
+    ASSERT_EQ(::symlink("/dev/full", full.c_str()), 0);
+    run = RunTool({"convert", Chart("png"), full});
+    EXPECT_NE(run.exit, 0);
+    ASSERT_EQ(::lstat(full.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    ASSERT_EQ(::stat("/dev/full", &st), 0);
+    EXPECT_TRUE(S_ISCHR(st.st_mode));
+
+    // A link to a regular file of mode 0600: the file gets the picture, the link stays.
+    const std::string file = Out("kept.jpg"), link = Out("link.jpg");
+    vxtest::WriteFile(file, "old");
+    ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
+    ASSERT_EQ(::symlink("kept.jpg", link.c_str()), 0);
+    run = RunTool({"convert", Chart("png"), link});
+    EXPECT_EQ(run.exit, 0) << run.err;
+    ASSERT_EQ(::lstat(link.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_TRUE(vxtest::ReadFile(file) == picture);
+    ASSERT_EQ(::stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    for (const std::string& name : vxtest::Listing(m_out->path()))
+        EXPECT_NE(name.rfind(".vxpart-", 0), 0u) << name;
 }
 
 }  // namespace

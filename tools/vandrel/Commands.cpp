@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "BatchConvert.h"
 #include "ConvertJob.h"
 #include "FormatTable.h"
 #include "InfoReport.h"
@@ -15,6 +16,7 @@
 #include "PartialFile.h"
 #include "PlugInShelf.h"
 #include "ProgressBar.h"
+#include "StandardInput.h"
 #include "StatusText.h"
 #include "TagReport.h"
 #include "TestChart.h"
@@ -165,37 +167,30 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
                std::ostream& err) {
     if (!CheckPlugIns(service, err)) return kExitFailure;
     CInterruptGuard interrupts;
+    CStandardInput input;
+    CConvertOptions one = options;
+    if (one.input == "-") {
+        if (!input.Take()) {
+            ReportError(err, "-", kVxErrCodecIO, "standard input could not be copied");
+            return kExitFailure;
+        }
+        one.input = input.path();
+    }
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
     const CPlugInShelf shelf(service.folder());
     job.SetPlugInShelf(&shelf);
-    const int32_t result = job.Run(options);
+    std::string lines;
+    const int32_t result = ConvertOne(&job, one, input, &lines);
     if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
-    if (job.misuse()) {
-        err << "vandrel: " << job.detail() << " (see vandrel --help)\n";
-        return kExitUsage;
-    }
-    if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
+    if (result == kVxErrCancelled) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");
-        return kExitInterrupted;
+        return CInterruptGuard::ExitStatus();
     }
-    if (VxIsFailure(result)) {
-        ReportError(err, job.failedFile(), result, job.detail());
-        return kExitFailure;
-    }
-    if (VxIsWarning(result)) ReportError(err, job.warningFile(), result, "warning");
-    if (!job.dropped().empty()) {
-        std::string words;
-        for (size_t i = 0; i < job.dropped().size(); ++i)
-            words += (i == 0                          ? ""
-                      : i + 1 == job.dropped().size() ? " and "
-                                                      : ", ") +
-                     job.dropped()[i];
-        err << "vandrel: " << options.output << ": the format cannot hold " << words
-            << "; written without " << (job.dropped().size() == 1 ? "it" : "them") << "\n";
-    }
-    return kExitOk;
+    err << lines;
+    if (job.misuse()) return kExitUsage;
+    return VxIsFailure(result) ? kExitFailure : kExitOk;
 }
 
 int RunChart(const CToolService& service, const CChartOptions& options, std::ostream& err) {

@@ -16,7 +16,6 @@ namespace vxtool {
 constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
-constexpr int kExitInterrupted = 130;
 
 // "vandrel: FILE: detail: words (0x...)"
 void ReportError(std::ostream& err, const std::string& file, int32_t code,
@@ -28,7 +27,8 @@ int RunInfo(const CToolService& service, const std::vector<std::string>& files, 
 int RunTags(const CToolService& service, const std::string& file,
             const std::vector<std::string>& tags, bool all, bool json, std::ostream& out,
             std::ostream& err);
-// progress: draw a bar on stderr when it is a terminal. Ctrl-C cancels.
+// progress: draw a bar on stderr when it is a terminal. Ctrl-C cancels. "-" as the input reads
+// standard input, as the output writes standard output.
 int RunConvert(const CToolService& service, const CConvertOptions& options, bool progress,
                std::ostream& err);
 

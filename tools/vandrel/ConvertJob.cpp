@@ -14,6 +14,7 @@
 #include "Orientation.h"
 #include "PartialFile.h"
 #include "PlugInDecode.h"
+#include "ShrinkingSource.h"
 #include "WriterSettings.h"
 
 namespace vxtool {
@@ -131,8 +132,7 @@ int32_t CConvertJob::Prepare(const CConvertOptions& options, Plan* plan) {
     if (plan->format.empty())
         return Fail(options.output, kVxErrNoPlugIn,
                     "no writer for this extension; name one with --format");
-    if (!WritesFormat(table, plan->format) &&
-        m_service->GetDecoderVersion(plan->format.c_str()) == nullptr)
+    if (!WritesFormat(table, plan->format) && !ServiceKnowsFormat(m_service, plan->format))
         return Fail(options.output, kVxErrNoPlugIn, "no plug-in writes " + plan->format);
 
     const std::string problem = plan->writer.Choose(*m_shelf, plan->format, options);
@@ -253,11 +253,13 @@ int32_t CConvertJob::RunPlanned(const CConvertOptions& options) {
                              !options.alphaOutput.empty();
     const bool fileToFile =
         (plan.resize || plan.rotate) && !linesInHand && !SameName(options.method, "Squeeze");
-    if (fileToFile) {
-        result = ConvertFileToFile(plan, partial.path());
-    } else {
-        result = ConvertThroughContainers(plan, partial.path(),
-                                          alphaPartial ? alphaPartial->path() : std::string());
+    const int32_t factor = fileToFile ? ShrinkFactor(plan) : 1;
+    result = factor > 1 ? ConvertShrunk(plan, factor, partial.path()) : 0;
+    if (result == 0) {
+        result = fileToFile ? ConvertFileToFile(plan, partial.path())
+                            : ConvertThroughContainers(
+                                  plan, partial.path(),
+                                  alphaPartial ? alphaPartial->path() : std::string());
     }
     if (result >= 0 && CInterruptGuard::Requested()) result = Fail(options.output, kVxErrCancelled);
     if (VxIsFailure(result)) return result;
@@ -283,6 +285,34 @@ int32_t CConvertJob::ConvertFileToFile(const Plan& plan, const std::string& part
         result = m_macro->SetImage(plan.options.input.c_str(), partial.c_str(), request);
     }
     return VxIsFailure(result) ? Fail(files, result) : Note(plan.options.input, result);
+}
+
+// Right-angle turns swap the sides the reduced decode must cover; other angles decode in full.
+int32_t CConvertJob::ShrinkFactor(const Plan& plan) const {
+    const CURequest& r = plan.request;
+    const double turns = plan.steps.angle / 90.0;
+    if (!plan.options.shrinkOnLoad || plan.hasAlpha || turns != std::floor(turns) ||
+        r.info.lColorDepth != 24 || !SameName(r.info.strColorSpace.c_str(), "RGB"))
+        return 1;
+    const bool sideways = int64_t(std::fabs(turns)) % 2 == 1;
+    return CShrinkingSource::FactorFor(plan.status.info.lWidth, plan.status.info.lHeight,
+                                       sideways ? r.info.lHeight : r.info.lWidth,
+                                       sideways ? r.info.lWidth : r.info.lHeight);
+}
+
+int32_t CConvertJob::ConvertShrunk(const Plan& plan, int32_t factor, const std::string& partial) {
+    ContainerPtr image(CreateUtilContainer());
+    if (!image) return Fail(plan.options.input, kVxErrMacroEngines);
+    CShrinkingSource source(m_shelf, m_callback);
+    int32_t result = source.Decode(plan.options.input, factor, image.get());
+    if (result == 0) return 0;
+    if (VxIsFailure(result)) return Fail(plan.options.input, result);
+    Note(plan.options.input, result);
+    if (CInterruptGuard::Requested()) return Fail(plan.options.input, kVxErrCancelled);
+    CURequest request = plan.request;
+    request.lOption3 = 0;
+    result = m_macro->SetImage(partial.c_str(), request, image.get(), nullptr);
+    return VxIsFailure(result) ? Fail(plan.options.output, result) : 1;
 }
 
 int32_t CConvertJob::ConvertThroughContainers(const Plan& plan, const std::string& partial,

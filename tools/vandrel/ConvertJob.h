@@ -72,6 +72,10 @@ private:
     void PlanMetadata(Plan* plan);
     int32_t FinishLines(const Plan& plan, IUtilContainerIF* image, IUtilContainerIF* alpha);
     int32_t ConvertFileToFile(const Plan& plan, const std::string& partial);
+    // 1 when a reduction may decode the JPEG at a reduced scale; 2, 4 or 8 is the factor.
+    int32_t ShrinkFactor(const Plan& plan) const;
+    // 0 when the file's codec cannot shrink (nothing done), else as ConvertFileToFile.
+    int32_t ConvertShrunk(const Plan& plan, int32_t factor, const std::string& partial);
     int32_t ConvertThroughContainers(const Plan& plan, const std::string& partial,
                                      const std::string& alphaPartial);
     int32_t Encode(const Plan& plan, const std::string& path, IUtilContainerIF* image,

@@ -28,6 +28,7 @@ struct CConvertOptions {
     bool strip = false;          // drop the ICC profile, the Exif block and the XMP packet
     bool noRotate = false;       // keep the stored pixels and the Exif orientation
     bool failOnWarning = false;  // damage the decoder stepped over fails the conversion
+    bool shrinkOnLoad = true;    // JPEG reductions decode at a reduced DCT scale first
 };
 
 // The quality a writer is given when the options name none.

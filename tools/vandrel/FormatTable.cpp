@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <mutex>
 #include <sstream>
 
 namespace vxtool {
@@ -43,10 +44,13 @@ std::vector<std::string> ListEntries(const std::string& list) {
     return entries;
 }
 
-// The service keeps one shared text for these answers; take a copy at once.
+// The service keeps one shared text for these answers, shared even between service objects:
+// take a copy at once, under this lock when several threads convert.
 std::string Copy(const char* text) {
     return text != nullptr ? std::string(text) : std::string();
 }
+
+std::mutex g_sharedTextLock;
 
 }  // namespace
 
@@ -58,8 +62,14 @@ std::string ExtensionOf(const std::string& path) {
     return Lower(path.substr(dot));
 }
 
+bool ServiceKnowsFormat(IVandrelIF* service, const std::string& formatName) {
+    std::lock_guard<std::mutex> lock(g_sharedTextLock);
+    return service->GetDecoderVersion(formatName.c_str()) != nullptr;
+}
+
 CFormatTable::CFormatTable(IVandrelIF* service) : m_service(service) {
     if (service == nullptr) return;
+    std::lock_guard<std::mutex> lock(g_sharedTextLock);
     auto entryFor = [this](const std::string& name) -> CFormatEntry& {
         for (CFormatEntry& e : m_entries)
             if (e.name == name) return e;
@@ -99,7 +109,7 @@ std::string CFormatTable::FormatForPath(const std::string& path) const {
         if (!listed) continue;
         // A plug-in that also answers to the extension as a format name ("PGM") writes that
         // variant; otherwise its own writing type.
-        return m_service->GetDecoderVersion(asName.c_str()) != nullptr ? asName : e.name;
+        return ServiceKnowsFormat(m_service, asName) ? asName : e.name;
     }
     return "";
 }

@@ -36,6 +36,11 @@ private:
     std::vector<CFormatEntry> m_entries;
 };
 
+// True when a plug-in of the service takes formatName. Safe beside other threads' services:
+// the service answers these questions in one text shared by all its objects, so this file
+// asks them under one lock.
+bool ServiceKnowsFormat(IVandrelIF* service, const std::string& formatName);
+
 // The extension of a path's last component, dot included, lower-cased; "" when none.
 std::string ExtensionOf(const std::string& path);
 
