@@ -10,6 +10,7 @@ packages=(
   libheif-dev libwebp-dev libgif-dev
   libheif-examples webp giflib-tools
   libcli11-dev nlohmann-json3-dev libexif-dev
+  python3-dev pybind11-dev python3-numpy python3-pytest python3-dask python3-distributed
 )
 
 missing=()

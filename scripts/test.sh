@@ -26,6 +26,12 @@ cmake -S examples -B "$prefix/example" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$prefix/example"
 "$prefix/example/vandrel_resize" "$prefix/chart.ppm" "$prefix/small.png" PNG 80 60
 "$prefix/bin/vandrel" info "$prefix/small.png"
+# The installed Python module finds the installed plug-ins by itself.
+for site in "$prefix"/lib/python3*/*-packages; do
+  [ -d "$site/vandrel" ] || continue
+  PYTHONPATH="$site" /usr/bin/python3 -c 'import sys, vandrel
+print("python:", vandrel.read(sys.argv[1]).shape, "plug-ins from", vandrel.plugin_folder())' "$prefix/small.png"
+done
 export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
 g++ -std=c++17 -o "$prefix/resize-pc" examples/resize.cpp \
   -DVANDREL_PLUGIN_DIR="\"$(pkg-config --variable=plugindir vandrel)\"" \

@@ -23,6 +23,14 @@ bool DescribesPicture(int32_t tag) {
     return false;
 }
 
+// Fields every writer puts in (resolution) or that say nothing (the upright orientation) do
+// not make a block worth carrying on their own.
+bool SaysSomething(int32_t group, int32_t tag, const CUtilVariant& value) {
+    if (group != kVxTagGroupIfd0) return true;
+    if (tag == 0x011A || tag == 0x011B || tag == 0x0128) return false;
+    return tag != 0x0112 || value.uintAt(0) != 1;
+}
+
 // Links between directories; libexif writes its own.
 bool IsLink(int32_t tag) {
     return tag == 0x8769 || tag == 0x8825 || tag == 0xA005;
@@ -91,7 +99,7 @@ bool AddEntry(ExifData* data, ExifIfd ifd, int32_t tag, const CUtilVariant& valu
     if (format == 0 || value.data() == nullptr || value.count() == 0) return true;
     ExifEntry* entry = exif_entry_new();
     if (entry == nullptr) return false;
-    const unsigned int size = value.type() == CUtilVariant::kAscii ? value.size() : value.size();
+    const unsigned int size = value.size();
     entry->data = static_cast<unsigned char*>(std::calloc(1, size));
     if (entry->data == nullptr) {
         exif_entry_unref(entry);
@@ -127,7 +135,7 @@ bool BuildExifBlock(const char* fileName, std::vector<unsigned char>* block) {
                    {kVxTagGroupExif, EXIF_IFD_EXIF},
                    {kVxTagGroupGps, EXIF_IFD_GPS},
                    {kVxTagGroupInterop, EXIF_IFD_INTEROPERABILITY}};
-    size_t entries = 0;
+    size_t telling = 0;
     for (const auto& g : kGroups) {
         const int32_t count = directory.GetTagCount(g.group);
         for (int32_t i = 0; i < count; ++i) {
@@ -136,10 +144,10 @@ bool BuildExifBlock(const char* fileName, std::vector<unsigned char>* block) {
             CUtilVariant value;
             if (directory.GetTagValue(g.group, tag, value) <= 0) continue;
             if (!AddEntry(data.get(), g.ifd, tag, value)) return false;
-            ++entries;
+            if (SaysSomething(g.group, tag, value)) ++telling;
         }
     }
-    if (entries == 0) return false;
+    if (telling == 0) return false;
     unsigned char* bytes = nullptr;
     unsigned int size = 0;
     exif_data_save_data(data.get(), &bytes, &size);

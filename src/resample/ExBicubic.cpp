@@ -12,6 +12,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -62,8 +63,9 @@ void MarkUsedLines(const EXBICUBIC_HANDLE* h, unsigned char* used) {
 // One row of the vertical pass: four source lines weighted into 32-bit sums. Even at 16 bits
 // the largest sum (65535 × 1592) stays far inside the signed range.
 template <typename Sample>
-void VerticalPass(int32_t* out, const Sample* s0, const Sample* s1, const Sample* s2,
-                  const Sample* s3, const int16_t weight[4], int64_t count) {
+void VerticalPass(int32_t* out, const Sample* const lines[4], const int16_t weight[4],
+                  int64_t count) {
+    const Sample *s0 = lines[0], *s1 = lines[1], *s2 = lines[2], *s3 = lines[3];
     const int32_t w0 = weight[0], w1 = weight[1], w2 = weight[2], w3 = weight[3];
     for (int64_t i = 0; i < count; ++i)
         out[i] =
@@ -86,15 +88,14 @@ struct HorizontalTraits<uint16_t> {
 };
 
 template <typename Sample, int Channels>
-void HorizontalPass(Sample* out, const int32_t* columns, const int32_t* columnIndex,
-                    const int32_t* columnPhase, const int16_t (*table)[4], int32_t width,
-                    int32_t channelsAtRuntime) {
+void HorizontalPass(Sample* out, const int32_t* columns, const AcrossMap& map,
+                    const int16_t (*table)[4]) {
     using Traits = HorizontalTraits<Sample>;
     using Sum = typename Traits::Sum;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const int32_t* p = columns + int64_t(columnIndex[x]) * channels;
-        const int16_t* h = table[columnPhase[x]];
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int32_t* p = columns + int64_t(map.index[x]) * channels;
+        const int16_t* h = table[map.weight[x]];
         for (int32_t c = 0; c < channels; ++c) {
             const Sum sum = Sum(h[0]) * p[c] + Sum(h[1]) * p[c + channels] +
                             Sum(h[2]) * p[c + 2 * channels] + Sum(h[3]) * p[c + 3 * channels];
@@ -107,14 +108,13 @@ void HorizontalPass(Sample* out, const int32_t* columns, const int32_t* columnIn
 
 // Filters one padded row across without rounding: the first half of the across-first order.
 // Sums of raw samples stay below 2160 × 65535, far inside 32 bits.
-template <int Channels>
-void HorizontalSums(int32_t* out, const int32_t* columns, const int32_t* columnIndex,
-                    const int32_t* columnPhase, const int16_t (*table)[4], int32_t width,
-                    int32_t channelsAtRuntime) {
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const int32_t* p = columns + int64_t(columnIndex[x]) * channels;
-        const int16_t* h = table[columnPhase[x]];
+template <typename Sample, int Channels>
+void HorizontalSums(int32_t* out, const int32_t* columns, const AcrossMap& map,
+                    const int16_t (*table)[4]) {
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int32_t* p = columns + int64_t(map.index[x]) * channels;
+        const int16_t* h = table[map.weight[x]];
         for (int32_t c = 0; c < channels; ++c)
             out[c] = h[0] * p[c] + h[1] * p[c + channels] + h[2] * p[c + 2 * channels] +
                      h[3] * p[c + 3 * channels];
@@ -137,6 +137,23 @@ void VerticalFinish(Sample* out, const int32_t* const rows[4], const int16_t wei
     }
 }
 
+template <typename Sample>
+void HorizontalPassLine(Sample* out, const int32_t* columns, const AcrossMap& map,
+                        const int16_t (*table)[4]) {
+    VX_BY_CHANNELS(HorizontalPass, map.channels, out, columns, map, table)
+}
+
+void HorizontalSumsLine(int32_t* out, const int32_t* columns, const AcrossMap& map,
+                        const int16_t (*table)[4]) {
+    using Sample = int32_t;  // the channel switch names it; the sums take widened samples
+    VX_BY_CHANNELS(HorizontalSums, map.channels, out, columns, map, table)
+}
+
+template <typename Sample>
+constexpr BicubicOps<Sample> PlainOps() {
+    return {VerticalPass<Sample>, HorizontalPassLine<Sample>, VerticalFinish<Sample>};
+}
+
 // Edge pixels: the first right pad repeats the last pixel, the left pad the first one.
 void PadEdges(int32_t* columns, int64_t samples, int32_t channels) {
     ExMemCopy(columns + samples, columns + samples + channels,
@@ -154,62 +171,26 @@ void FilterArrivingLine(EXBICUBIC_HANDLE* h, const Sample* line) {
     for (int64_t i = 0; i < samples; ++i)
         columns[channels + i] = line[i];
     PadEdges(columns, samples, channels);
-    const int32_t w = h->destination.lWidth;
-    const int32_t* index = h->pColumnIndex;
-    const int32_t* phases = h->pColumnPhase;
-    switch (channels) {
-        case 1:
-            HorizontalSums<1>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 1);
-            break;
-        case 2:
-            HorizontalSums<2>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 2);
-            break;
-        case 3:
-            HorizontalSums<3>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 3);
-            break;
-        case 4:
-            HorizontalSums<4>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 4);
-            break;
-        default:
-            HorizontalSums<0>(h->pRow[3], columns, index, phases, h->pHorizontal, w, channels);
-    }
+    h->pKernels->horizontalSums(h->pRow[3], columns, h->across, h->pHorizontal);
 }
 
 template <typename Sample>
 void FilterLine(Sample* out, EXBICUBIC_HANDLE* h, int32_t phase) {
     const int32_t channels = h->lChannels;
+    const BicubicOps<Sample>& ops = h->pKernels->For<Sample>();
     if (h->bAcrossFirst != 0) {
-        VerticalFinish(out, h->pRow, h->pVertical[phase],
-                       int64_t(h->destination.lWidth) * channels);
+        ops.verticalFinish(out, h->pRow, h->pVertical[phase],
+                           int64_t(h->destination.lWidth) * channels);
         return;
     }
     const int64_t samples = int64_t(h->source.lWidth) * channels;
     int32_t* columns = h->pColumns;
-    VerticalPass(columns + channels, reinterpret_cast<const Sample*>(h->pSlot[0]),
-                 reinterpret_cast<const Sample*>(h->pSlot[1]),
-                 reinterpret_cast<const Sample*>(h->pSlot[2]),
-                 reinterpret_cast<const Sample*>(h->pSlot[3]), h->pVertical[phase], samples);
+    const Sample* const lines[4] = {
+        reinterpret_cast<const Sample*>(h->pSlot[0]), reinterpret_cast<const Sample*>(h->pSlot[1]),
+        reinterpret_cast<const Sample*>(h->pSlot[2]), reinterpret_cast<const Sample*>(h->pSlot[3])};
+    ops.verticalPass(columns + channels, lines, h->pVertical[phase], samples);
     PadEdges(columns, samples, channels);
-
-    const int32_t w = h->destination.lWidth;
-    const int32_t* index = h->pColumnIndex;
-    const int32_t* phases = h->pColumnPhase;
-    switch (channels) {
-        case 1:
-            HorizontalPass<Sample, 1>(out, columns, index, phases, h->pHorizontal, w, 1);
-            break;
-        case 2:
-            HorizontalPass<Sample, 2>(out, columns, index, phases, h->pHorizontal, w, 2);
-            break;
-        case 3:
-            HorizontalPass<Sample, 3>(out, columns, index, phases, h->pHorizontal, w, 3);
-            break;
-        case 4:
-            HorizontalPass<Sample, 4>(out, columns, index, phases, h->pHorizontal, w, 4);
-            break;
-        default:
-            HorizontalPass<Sample, 0>(out, columns, index, phases, h->pHorizontal, w, channels);
-    }
+    ops.horizontalPass(out, columns, h->across, h->pHorizontal);
 }
 
 // Slot 0 := slot 1, 1 := 2, 2 := 3, 3 := the old slot 0, with the filtered rows alongside.
@@ -289,6 +270,11 @@ int32_t PullBicubic(void* line, EXBICUBIC_HANDLE* h) {
 
 }  // namespace
 
+namespace vxresample {
+const BicubicKernels kBicubicPlain = {{PlainOps<uint8_t>(), PlainOps<uint16_t>()},
+                                      HorizontalSumsLine};
+}  // namespace vxresample
+
 extern "C" {
 
 int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destination,
@@ -304,7 +290,7 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     h->pColumnPhase = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
     h->pColumns = static_cast<int32_t*>(
-        AllocZeroed(CheckedBytes((int64_t(source->lWidth) + 3) * h->lChannels, 4)));
+        AllocZeroed(CheckedBytes((int64_t(source->lWidth) + 3) * h->lChannels, 4) + kGatherSlack));
     h->pLineUsed = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(source->lHeight, 1)));
     h->bAcrossFirst = destination->lWidth > source->lWidth ? 1 : 0;
     const int64_t rowSamples = int64_t(destination->lWidth) * h->lChannels;
@@ -322,6 +308,13 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     for (int i = 0; i < 4; ++i)
         h->pSlot[i] = h->pBlock + i * slot;
     BuildColumnPhases(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnPhase);
+    h->pKernels = VectorIndexable(source->lWidth, h->lChannels) ? &BicubicKernelsForNewHandles()
+                                                                : &kBicubicPlain;
+    if (!BuildAcrossMap(h->pColumnIndex, h->pColumnPhase, destination->lWidth, h->lChannels,
+                        h->pSampleFirst, h->pSamplePhase, h->across)) {
+        ExDisposeBicubicHandle(h);
+        return kErrMemory;
+    }
     BuildPhasePositions(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     h->pHorizontal = BicTable + kPhases * SubTableFor(method, source->lWidth, destination->lWidth);
@@ -339,6 +332,8 @@ int32_t ExDisposeBicubicHandle(EXBICUBIC_HANDLE* handle) {
     ExMemFree(handle->pBlock);
     ExMemFree(handle->pLineUsed);
     ExMemFree(handle->pRowBlock);
+    ExMemFree(handle->pSampleFirst);
+    ExMemFree(handle->pSamplePhase);
     ExMemFree(handle);
     return 0;
 }

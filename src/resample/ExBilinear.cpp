@@ -15,6 +15,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -70,15 +71,14 @@ struct BlendTraits<uint16_t> {
 };
 
 template <typename Sample, int Channels>
-void BlendDirect(Sample* out, const Sample* upper, const Sample* lower, const int32_t* columnIndex,
-                 const int32_t* columnFraction, int32_t width, uint32_t fy,
-                 int32_t channelsAtRuntime) {
+void BlendDirect(Sample* out, const Sample* upper, const Sample* lower, const AcrossMap& map,
+                 uint32_t fy) {
     using Wide = typename BlendTraits<Sample>::Wide;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
     const Wide gy = Wide(kLinearOne - fy);
-    for (int32_t x = 0; x < width; ++x) {
-        const int64_t s = int64_t(columnIndex[x]) * channels;
-        const uint32_t fx = uint32_t(columnFraction[x]);
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int64_t s = int64_t(map.index[x]) * channels;
+        const uint32_t fx = uint32_t(map.weight[x]);
         const uint32_t gx = uint32_t(kLinearOne) - fx;
         const Sample* u = upper + s;
         const Sample* l = lower + s;
@@ -101,13 +101,12 @@ void BlendVertically(uint32_t* blend, const Sample* upper, const Sample* lower, 
 
 // Second half of the vertical-first order: weighted neighbours of an already blended row.
 template <typename Sample, int Channels>
-void BlendAcross(Sample* out, const uint32_t* blend, const int32_t* columnIndex,
-                 const int32_t* columnFraction, int32_t width, int32_t channelsAtRuntime) {
+void BlendAcross(Sample* out, const uint32_t* blend, const AcrossMap& map) {
     using Wide = typename BlendTraits<Sample>::Wide;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const uint32_t* v = blend + int64_t(columnIndex[x]) * channels;
-        const Wide fx = Wide(columnFraction[x]);
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const uint32_t* v = blend + int64_t(map.index[x]) * channels;
+        const Wide fx = Wide(map.weight[x]);
         const Wide gx = Wide(kLinearOne) - fx;
         for (int32_t c = 0; c < channels; ++c)
             out[c] = Sample((gx * v[c] + fx * v[c + channels] + kProductHalf) >> kProductBits);
@@ -117,12 +116,11 @@ void BlendAcross(Sample* out, const uint32_t* blend, const int32_t* columnIndex,
 
 // First half of the horizontal-first order: one source line blended across, unrounded.
 template <typename Sample, int Channels>
-void InterpolateAcross(uint32_t* row, const Sample* line, const int32_t* columnIndex,
-                       const int32_t* columnFraction, int32_t width, int32_t channelsAtRuntime) {
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const Sample* p = line + int64_t(columnIndex[x]) * channels;
-        const uint32_t fx = uint32_t(columnFraction[x]);
+void InterpolateAcross(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const Sample* p = line + int64_t(map.index[x]) * channels;
+        const uint32_t fx = uint32_t(map.weight[x]);
         const uint32_t gx = uint32_t(kLinearOne) - fx;
         for (int32_t c = 0; c < channels; ++c)
             row[c] = gx * p[c] + fx * p[c + channels];
@@ -139,57 +137,53 @@ void BlendRows(Sample* out, const uint32_t* upper, const uint32_t* lower, int64_
         out[i] = Sample((gy * upper[i] + Wide(fy) * lower[i] + kProductHalf) >> kProductBits);
 }
 
-// Runs `Kernel<Sample, channels>` with the channel count as a constant for 1-4.
-#define VX_BY_CHANNELS(kernel, channels, ...)         \
-    switch (channels) {                               \
-        case 1:                                       \
-            kernel<Sample, 1>(__VA_ARGS__, 1);        \
-            break;                                    \
-        case 2:                                       \
-            kernel<Sample, 2>(__VA_ARGS__, 2);        \
-            break;                                    \
-        case 3:                                       \
-            kernel<Sample, 3>(__VA_ARGS__, 3);        \
-            break;                                    \
-        case 4:                                       \
-            kernel<Sample, 4>(__VA_ARGS__, 4);        \
-            break;                                    \
-        default:                                      \
-            kernel<Sample, 0>(__VA_ARGS__, channels); \
-            break;                                    \
-    }
+template <typename Sample>
+void BlendAcrossLine(Sample* out, const uint32_t* blend, const AcrossMap& map) {
+    VX_BY_CHANNELS(BlendAcross, map.channels, out, blend, map)
+}
+template <typename Sample>
+void InterpolateAcrossLine(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    VX_BY_CHANNELS(InterpolateAcross, map.channels, row, line, map)
+}
+template <typename Sample>
+void BlendDirectLine(Sample* out, const Sample* upper, const Sample* lower, const AcrossMap& map,
+                     uint32_t fy) {
+    VX_BY_CHANNELS(BlendDirect, map.channels, out, upper, lower, map, fy)
+}
+
+template <typename Sample>
+constexpr BilinearOps<Sample> PlainOps() {
+    return {BlendRows<Sample>, BlendVertically<Sample>, BlendAcrossLine<Sample>,
+            InterpolateAcrossLine<Sample>, BlendDirectLine<Sample>};
+}
 
 template <typename Sample>
 void TakeLine(EXBILINEAR_HANDLE* h, const void* line) {
-    const int32_t ch = h->lChannels;
     // Into the slot first: its spare pixel is the right neighbour of the last column, which the
     // caller's line does not have.
-    std::memcpy(h->pLower, line, size_t(h->source.lWidth) * ch * sizeof(Sample));
-    if (h->lStrategy == kHorizontalFirst) {
-        VX_BY_CHANNELS(InterpolateAcross, ch, h->pRowLower,
-                       reinterpret_cast<const Sample*>(h->pLower), h->pColumnIndex,
-                       h->pColumnFraction, h->destination.lWidth)
-    }
+    std::memcpy(h->pLower, line, size_t(h->source.lWidth) * h->lChannels * sizeof(Sample));
+    if (h->lStrategy == kHorizontalFirst)
+        h->pKernels->For<Sample>().interpolateAcross(
+            h->pRowLower, reinterpret_cast<const Sample*>(h->pLower), h->across);
 }
 
 template <typename Sample>
 void BlendLine(Sample* out, const EXBILINEAR_HANDLE* h, uint32_t fy) {
     const int32_t ch = h->lChannels;
-    const int32_t w = h->destination.lWidth;
     const Sample* upper = reinterpret_cast<const Sample*>(h->pUpper);
     const Sample* lower = reinterpret_cast<const Sample*>(h->pLower);
+    const BilinearOps<Sample>& ops = h->pKernels->For<Sample>();
     switch (h->lStrategy) {
         case kHorizontalFirst:
-            BlendRows(out, h->pRowUpper, h->pRowLower, int64_t(w) * ch, fy);
+            ops.blendRows(out, h->pRowUpper, h->pRowLower, int64_t(h->destination.lWidth) * ch, fy);
             break;
         case kVerticalFirst:
             // The spare pixel is blended too: the right neighbour of the last column.
-            BlendVertically(h->pBlend, upper, lower, (int64_t(h->source.lWidth) + 1) * ch, fy);
-            VX_BY_CHANNELS(BlendAcross, ch, out, h->pBlend, h->pColumnIndex, h->pColumnFraction, w)
+            ops.blendVertically(h->pBlend, upper, lower, (int64_t(h->source.lWidth) + 1) * ch, fy);
+            ops.blendAcross(out, h->pBlend, h->across);
             break;
         default:
-            VX_BY_CHANNELS(BlendDirect, ch, out, upper, lower, h->pColumnIndex, h->pColumnFraction,
-                           w, fy)
+            ops.blendDirect(out, upper, lower, h->across, fy);
             break;
     }
 }
@@ -251,6 +245,10 @@ int32_t PullBilinear(void* line, EXBILINEAR_HANDLE* h) {
 
 }  // namespace
 
+namespace vxresample {
+const BilinearKernels kBilinearPlain = {PlainOps<uint8_t>(), PlainOps<uint16_t>()};
+}  // namespace vxresample
+
 extern "C" {
 
 int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* destination,
@@ -267,7 +265,8 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
             1) &
         ~size_t(3);
     h->lSlotBytes = int32_t(slot);
-    h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 2)));
+    h->pBlock =
+        static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 2) + kGatherSlack));
     h->pColumnIndex = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pColumnFraction = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
@@ -293,6 +292,20 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     h->pUpper = h->pBlock;
     h->pLower = h->pBlock + slot;
     BuildLinearPositions(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnFraction);
+    h->pKernels =
+        VectorIndexable(source->lWidth, ch) ? &BilinearKernelsForNewHandles() : &kBilinearPlain;
+    if (!BuildAcrossMap(h->pColumnIndex, h->pColumnFraction, destination->lWidth, ch,
+                        h->pSampleFirst, h->pSampleFraction, h->across) ||
+        (IsEightBit(source->ulFormat) &&
+         !BuildPairWindows(h->across, h->pWindowBase, h->pWindowShuffle))) {
+        ExDisposeBilinearHandle(h);
+        return kErrMemory;
+    }
+    // With both taps in reach of a shuffle, the direct order reads fewer bytes than
+    // blending the whole band down first; the integers are the same.
+    if (h->lStrategy == kVerticalFirst && h->pKernels != &kBilinearPlain &&
+        h->across.windowBase != nullptr)
+        h->lStrategy = kDirect;
     BuildLinearRowMap(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     *handle = h;
@@ -308,6 +321,10 @@ int32_t ExDisposeBilinearHandle(EXBILINEAR_HANDLE* handle) {
     ExMemFree(handle->pLineUsed);
     ExMemFree(handle->pBlend);
     ExMemFree(handle->pRowBlock);
+    ExMemFree(handle->pSampleFirst);
+    ExMemFree(handle->pSampleFraction);
+    ExMemFree(handle->pWindowBase);
+    ExMemFree(handle->pWindowShuffle);
     ExMemFree(handle);
     return 0;
 }

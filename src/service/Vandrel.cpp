@@ -24,14 +24,17 @@ bool IsExcluded(const std::string& name) {
     return false;
 }
 
-// The text of the last question of its kind; shared by all service objects.
+// The text of the last question of its kind; shared by all service objects of a thread. One
+// text per thread rather than per process: services on different threads (each used by one
+// thread at a time, as the rules allow) would otherwise rewrite a string another thread is
+// reading. Within a thread the answers are exactly those of a process-wide text.
 std::string& SharedExtensionText() {
-    static std::string extension;
+    static thread_local std::string extension;
     return extension;
 }
 
 std::string& SharedVersionText() {
-    static std::string version;
+    static thread_local std::string version;
     return version;
 }
 

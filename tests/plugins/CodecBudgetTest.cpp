@@ -69,7 +69,7 @@ void WriteInterlacedPng(const std::string& path, int width, int height) {
     std::fclose(file);
 }
 
-// The whole image in one strip, so a line read needs all of it at once.
+// The whole image in one compressed strip, so a line read needs all of it at once.
 void WriteOneStripTiff(const std::string& path, int width, int height) {
     TIFF* tif = TIFFOpen(path.c_str(), "w");
     ASSERT_NE(tif, nullptr);
@@ -80,6 +80,7 @@ void WriteOneStripTiff(const std::string& path, int width, int height) {
     TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
     TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
     TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, uint32_t(height));
+    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);  // uncompressed is chopped
     std::vector<unsigned char> row(size_t(width) * 3, 0x40);
     for (int y = 0; y < height; ++y)
         TIFFWriteScanline(tif, row.data(), uint32_t(y), 0);
