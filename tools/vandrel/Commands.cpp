@@ -120,7 +120,11 @@ int RunTags(const CToolService& service, const std::string& file,
     }
     if (all) {
         if (!CheckPlugIns(service, err)) return kExitFailure;
-        IUTagDB* db = service.get()->CreateTagDB();
+        // The database of the plug-in that reads this file: the service's own answer is the
+        // first plug-in's database, which knows only that plug-in's format.
+        const CPlugInShelf shelf(service.folder());
+        IPlugIn* reader = shelf.PrototypeFor(file);
+        IUTagDB* db = reader != nullptr ? reader->CreateTagDB() : nullptr;
         if (db == nullptr) {
             ReportError(err, file, kVxErrNoPlugIn, "no plug-in supplies a tag database");
             return kExitFailure;
