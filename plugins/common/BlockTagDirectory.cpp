@@ -29,8 +29,11 @@ int32_t CBlockTagDirectory::Load(const char* fileName) {
     try {
         Clear();
         if (fileName == nullptr) return kVxErrInvalidArgument;
+        // The service hands out the first plug-in's database for any file, so the formats the
+        // plain reader knows (JPEG, PNG, TIFF, WebP) load as well.
         CMetadataBlocks blocks;
-        if (m_reader == nullptr || !m_reader(fileName, &blocks)) return kVxErrCodecFormat;
+        if (m_reader == nullptr || !m_reader(fileName, &blocks))
+            return CTagDirectory::Load(fileName);
         LoadBlocks(blocks);
         return 1;
     } catch (const std::bad_alloc&) {

@@ -109,15 +109,19 @@ int32_t CTagDirectory::Load(const char* fileName) {
         if (fileName == nullptr) return kVxErrInvalidArgument;
         std::FILE* file = std::fopen(fileName, "rb");
         if (file == nullptr) return kVxErrCodecOpen;
-        unsigned char head[8] = {};
+        unsigned char head[12] = {};
         size_t got = std::fread(head, 1, sizeof head, file);
         static const unsigned char kPng[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
         bool known = true;
         if (got >= 3 && head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF) {
             std::fseek(file, 2, SEEK_SET);
             LoadJpeg(file);
-        } else if (got == 8 && std::memcmp(head, kPng, 8) == 0) {
+        } else if (got >= 8 && std::memcmp(head, kPng, 8) == 0) {
+            std::fseek(file, 8, SEEK_SET);
             LoadPng(file, fileName);
+        } else if (got == 12 && std::memcmp(head, "RIFF", 4) == 0 &&
+                   std::memcmp(head + 8, "WEBP", 4) == 0) {
+            LoadWebp(file);
         } else if (got >= 4 &&
                    ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
                     (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42))) {
@@ -197,6 +201,46 @@ bool CTagDirectory::LoadPng(std::FILE* file, const char* fileName) {
         }
     }
     return true;
+}
+
+// WebP keeps its metadata in RIFF chunks after the 12-byte header: "ICCP" holds the profile,
+// "EXIF" the TIFF block (some writers put "Exif\0\0" before it). Chunks are padded to even
+// sizes. The profile joins the first directory only after the Exif block has been parsed,
+// since a directory is parsed only while it is not there yet.
+bool CTagDirectory::LoadWebp(std::FILE* file) {
+    std::vector<unsigned char> data, profile;
+    bool whole = true;
+    for (;;) {
+        unsigned char header[8];
+        if (!ReadExact(file, header, 8)) break;
+        const uint32_t length = Read32(header + 4, false);
+        const bool icc = std::memcmp(header, "ICCP", 4) == 0;
+        const bool exif = std::memcmp(header, "EXIF", 4) == 0;
+        const off_t padding = length & 1;
+        if ((icc || exif) && length <= kMaxValueBytes) {
+            std::vector<unsigned char>& target = icc ? profile : data;
+            target.resize(length);
+            if (!ReadExact(file, target.data(), length)) {
+                target.clear();
+                whole = false;
+                break;
+            }
+            if (exif) {
+                const size_t skip =
+                    length >= 6 && std::memcmp(data.data(), "Exif\0\0", 6) == 0 ? 6 : 0;
+                ParseTiffBlock(data.data() + skip, length - skip);
+            }
+        } else if (fseeko(file, off_t(length), SEEK_CUR) != 0) {
+            break;
+        }
+        if (fseeko(file, padding, SEEK_CUR) != 0) break;
+    }
+    if (!profile.empty()) {
+        CUtilVariant value;
+        value.set(CUtilVariant::kUndefined, profile.data(), uint32_t(profile.size()));
+        Store(kVxTagGroupIfd0, kTagIccProfile, value);
+    }
+    return whole;
 }
 
 bool CTagDirectory::ParseTiffBlock(const unsigned char* data, size_t size) {

@@ -1,7 +1,7 @@
 // An in-memory tag database over the metadata of one image file: the TIFF directories (first
-// image, Exif, GPS, interoperability) of a TIFF file, of a JPEG's Exif block or of a PNG eXIf
-// chunk, and a JPEG's APP2 segments by index. Every codec module carries its own copy, so a
-// database from any of them loads any of the three formats.
+// image, Exif, GPS, interoperability) of a TIFF file, of a JPEG's Exif block, of a PNG eXIf
+// chunk or of a WebP EXIF chunk, and a JPEG's APP2 segments by index. Every codec module carries
+// its own copy, so a database from any of them loads any of these formats.
 #ifndef VANDREL_PLUGINS_TAGDIRECTORY_H
 #define VANDREL_PLUGINS_TAGDIRECTORY_H
 
@@ -52,6 +52,7 @@ private:
     void ParseDirectory(Source& source, bool bigEndian, uint64_t offset, int32_t group);
     bool LoadJpeg(std::FILE* file);
     bool LoadPng(std::FILE* file, const char* fileName);
+    bool LoadWebp(std::FILE* file);
     void Store(int32_t group, int32_t tag, const CUtilVariant& value);
     const CUtilVariant* Find(int32_t group, int32_t tag) const;
 

@@ -100,6 +100,8 @@ struct HeifLayout {
     uint64_t DecodedBytes(bool withAlpha) const {
         return uint64_t(width) * uint64_t(height) * (withAlpha ? 4 : 3) * (SampleBits() / 8);
     }
+    // libheif holds the decoded YCbCr planes (at most as large) while it converts them.
+    uint64_t HeldBytes(bool withAlpha) const { return DecodedBytes(withAlpha) * 2; }
 };
 
 }  // namespace
@@ -401,7 +403,7 @@ int32_t CHeifPlugIn::GetFileStatus(CUImageFileStatus* status) {
         FileBlocks().Clear();
     }
     delete d;
-    if (!Budget().Allows(l.DecodedBytes(l.alpha))) return kVxErrCodecTooLarge;
+    if (!Budget().Allows(l.HeldBytes(l.alpha))) return kVxErrCodecTooLarge;
     DescribeImage(status, GetReadingType(), l.width, l.height, l.SampleBits(), l.alpha,
                   l.storedBits * (l.alpha ? 4 : 3));
     return 1;
@@ -413,7 +415,7 @@ int32_t CHeifPlugIn::OpenForReading() {
     if (d == nullptr) return code;
     const bool alpha = d->layout.alpha && !SkipAlpha();
     const int sampleBits = d->layout.SampleBits();
-    if (!Budget().Allows(d->layout.DecodedBytes(alpha))) {
+    if (!Budget().Allows(d->layout.HeldBytes(alpha))) {
         delete d;
         return kVxErrCodecTooLarge;
     }

@@ -99,6 +99,12 @@ uint64_t DecodedBytes(const WebpLayout& l, bool alpha) {
     return uint64_t(l.width) * uint64_t(l.height) * channels;
 }
 
+// What a decode holds at its peak: the pixels, and for an animation the decoder's own canvas
+// beside them.
+uint64_t HeldBytes(const WebpLayout& l, bool alpha) {
+    return DecodedBytes(l, alpha) * (l.animated ? 2 : 1);
+}
+
 // The payload of a chunk; empty when the file has none.
 WebPData ChunkOf(WebPMux* mux, const char* fourcc) {
     WebPData chunk = {nullptr, 0};
@@ -307,7 +313,7 @@ int32_t CWebpPlugIn::GetFileStatus(CUImageFileStatus* status) {
     WebpLayout l;
     if (code == 1) code = Inspect(data, &l);
     if (code != 1) return code;
-    if (!Budget().Allows(DecodedBytes(l, l.alpha))) return kVxErrCodecTooLarge;
+    if (!Budget().Allows(HeldBytes(l, l.alpha))) return kVxErrCodecTooLarge;
     try {
         ReadBlocks(data, &FileBlocks());
     } catch (const std::bad_alloc&) {
@@ -326,7 +332,7 @@ int32_t CWebpPlugIn::OpenForReading() {
     if (code == 1) code = Inspect(data, &l);
     if (code != 1) return code;
     const bool alpha = l.alpha && !SkipAlpha();
-    if (!Budget().Allows(DecodedBytes(l, alpha) + data.size())) return kVxErrCodecTooLarge;
+    if (!Budget().Allows(HeldBytes(l, alpha) + data.size())) return kVxErrCodecTooLarge;
     WebpDecoder* d = new (std::nothrow) WebpDecoder();
     if (d == nullptr) return kVxErrCodecMemory;
     d->layout = l;

@@ -106,9 +106,11 @@ TEST(HeifWebpRoundTrip, MetadataBlocksTravelThroughTheFile) {
     struct Row {
         IPlugIn* (*prototype)();
         const char* extension;
-        int32_t orientationApplied;  // GetProperty result for kVxPropOrientationApplied
+        int32_t orientationApplied;   // GetProperty result for kVxPropOrientationApplied
+        IPlugIn* (*plainDatabase)();  // another module whose database reads the file, or null
     };
-    const Row rows[] = {{Webp, ".webp", 0}, {Avif, ".avif", 1}};
+    // Any module's database reads WebP chunks; HEIF needs libheif.
+    const Row rows[] = {{Webp, ".webp", 0, Jpeg}, {Avif, ".avif", 1, nullptr}};
     std::string icc(300, '\x11');
     icc.replace(0, 4, std::string("\0\0\x01\x2c", 4));
     icc.replace(36, 4, "acsp");
@@ -148,15 +150,19 @@ TEST(HeifWebpRoundTrip, MetadataBlocksTravelThroughTheFile) {
         EXPECT_STREQ(camera.strMaker.c_str(), "Vandrel Optics");
         EXPECT_EQ(camera.lOrientation, 6);
         ASSERT_NE(camera.pTagDB, nullptr);
-        IUTagDB* db = row.prototype()->CreateTagDB();
-        ASSERT_NE(db, nullptr);
-        EXPECT_EQ(db->Load(path.c_str()), 1);
-        CUtilVariant date, profile;
-        EXPECT_EQ(db->GetTagValue(kVxTagGroupExif, 0x9003, date), 1);
-        EXPECT_STREQ(date.text(), "2026:11:23 10:20:30");
-        EXPECT_EQ(db->GetTagValue(kVxTagGroupIfd0, 0x8773, profile), 1);
-        EXPECT_EQ(profile.count(), icc.size());
-        db->Delete();
+        for (IPlugIn* owner :
+             {row.prototype(), row.plainDatabase ? row.plainDatabase() : nullptr}) {
+            if (owner == nullptr) continue;
+            IUTagDB* db = owner->CreateTagDB();
+            ASSERT_NE(db, nullptr);
+            EXPECT_EQ(db->Load(path.c_str()), 1);
+            CUtilVariant date, profile;
+            EXPECT_EQ(db->GetTagValue(kVxTagGroupExif, 0x9003, date), 1);
+            EXPECT_STREQ(date.text(), "2026:11:23 10:20:30");
+            EXPECT_EQ(db->GetTagValue(kVxTagGroupIfd0, 0x8773, profile), 1);
+            EXPECT_EQ(profile.count(), icc.size());
+            db->Delete();
+        }
     }
 }
 
