@@ -145,7 +145,7 @@ def batches_of(jobs, size):
     return [jobs[i:i + size] for i in range(0, len(jobs), size)]
 
 
-def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=16, progress=None):
+def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=64, progress=None):
     """Thumbnails every image below src_dir into dst_dir; answers a Summary."""
     started = time.perf_counter()
     if options.plugins:
@@ -214,7 +214,7 @@ def main(argv=None):
     parser.add_argument("--scheduler", help="address of a running Dask scheduler")
     parser.add_argument("--workers", type=int, default=2,
                         help="local worker processes without --scheduler; 0 = no Dask")
-    parser.add_argument("--batch-size", type=int, default=16, help="files per task")
+    parser.add_argument("--batch-size", type=int, default=64, help="files per task")
     parser.add_argument("--plugins", default="", help="plug-in folder")
     args = parser.parse_args(argv)
     if args.width < 0 or args.height < 0 or (args.width == 0 and args.height == 0):
