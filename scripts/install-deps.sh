@@ -7,7 +7,9 @@ packages=(
   build-essential cmake make pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libjpeg62-turbo-dev libpng-dev libtiff-dev zlib1g-dev
-  libcli11-dev nlohmann-json3-dev
+  libheif-dev libwebp-dev libgif-dev
+  libheif-examples webp giflib-tools
+  libcli11-dev nlohmann-json3-dev libexif-dev
   python3-dev pybind11-dev python3-numpy python3-pytest python3-dask python3-distributed
 )
 

@@ -2,9 +2,12 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <vector>
 
+#include <jerror.h>
 #include <jpeglib.h>
 
 #include "../common/CodecSupport.h"
@@ -16,6 +19,10 @@ namespace {
 
 const CodecIdentity kJpegIdentity = {"JPEG", "JPEG", ".jpg;.jpeg;.jpe;.jfif;JPEG;jpeg;", 3};
 
+// Every scan of a progressive file walks the whole coefficient buffer again; ordinary files have
+// about ten, so a file with hundreds is built to burn time and is refused.
+constexpr int kMaxProgressiveScans = 500;
+
 // libjpeg reports fatal errors through error_exit, which must not return. Ours jumps back to
 // the guarded function that called the library; everything between is C code and plain data,
 // so the jump skips no destructor.
@@ -25,8 +32,13 @@ struct GuardedErrors {
     int32_t code;  // the status a jump reports; 0 means damaged data
 };
 
+// Coefficient buffers beyond max_memory_to_use would go to a backing store, which this
+// library build does not have: that is the budget speaking.
 extern "C" void JpegErrorExit(j_common_ptr cinfo) {
-    longjmp(reinterpret_cast<GuardedErrors*>(cinfo->err)->jump, 1);
+    GuardedErrors* errors = reinterpret_cast<GuardedErrors*>(cinfo->err);
+    if (errors->code == 0 && cinfo->err->msg_code == JERR_NO_BACKING_STORE)
+        errors->code = kVxErrCodecTooLarge;
+    longjmp(errors->jump, 1);
 }
 
 // Warnings (level -1) are counted and turned into a warning status; nothing is printed.
@@ -48,6 +60,24 @@ int32_t FailureCode(const GuardedErrors& errors) {
     return errors.code != 0 ? errors.code : kVxErrCodecData;
 }
 
+// APP1 carries the Exif block and the XMP packet behind these identifiers; APP2 the profile.
+constexpr unsigned char kExifId[] = {'E', 'x', 'i', 'f', 0, 0};
+constexpr char kXmpId[] = "http://ns.adobe.com/xap/1.0/";  // its terminating zero belongs to it
+constexpr unsigned kMaxMarkerData = 65533;
+
+bool StartsWith(const jpeg_saved_marker_ptr marker, const void* id, size_t size) {
+    return marker->data_length >= size && std::memcmp(marker->data, id, size) == 0;
+}
+
+// What the writer puts into the file beside the pixels.
+struct EncoderSettings {
+    bool grey;
+    bool ycc;  // the lines are YCbCr already, as JPEG stores them
+    int quality;
+    bool progressive;
+    int subsampling;  // 444, 422 or 420
+};
+
 }  // namespace
 
 struct JpegDecoder {
@@ -56,6 +86,7 @@ struct JpegDecoder {
     jpeg_progress_mgr progressManager;
     CDecodeProgress* progress;
     std::FILE* file;
+    uint64_t budget;
     bool failed;
     bool finished;  // the last line is out and the file's end has been read
     bool cmyk;
@@ -73,6 +104,10 @@ namespace {
 
 extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
     JpegDecoder* decoder = static_cast<JpegDecoder*>(cinfo->client_data);
+    if (decoder->cinfo.input_scan_number > kMaxProgressiveScans) {
+        decoder->errors.code = kVxErrCodecTooLarge;
+        longjmp(decoder->errors.jump, 1);
+    }
     const jpeg_progress_mgr* p = cinfo->progress;
     double passes = p->total_passes > 0 ? p->total_passes : 1;
     double within = p->pass_limit > 0 ? double(p->pass_counter) / double(p->pass_limit) : 0.0;
@@ -87,7 +122,10 @@ extern "C" void JpegProgressMonitor(j_common_ptr cinfo) {
 bool GuardedReadHeader(JpegDecoder* d) {
     if (setjmp(d->errors.jump)) return false;
     jpeg_create_decompress(&d->cinfo);
+    d->cinfo.mem->max_memory_to_use = long(d->budget);
     jpeg_stdio_src(&d->cinfo, d->file);
+    jpeg_save_markers(&d->cinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(&d->cinfo, JPEG_APP0 + 2, 0xFFFF);
     jpeg_read_header(&d->cinfo, TRUE);
     return true;
 }
@@ -114,18 +152,52 @@ bool GuardedSkipScanlines(JpegDecoder* d, JDIMENSION count) {
     return jpeg_skip_scanlines(&d->cinfo, count) == count;
 }
 
-bool GuardedStartCompress(JpegEncoder* e, JDIMENSION width, JDIMENSION height, bool grey,
-                          int quality) {
+bool GuardedReadIccProfile(JpegDecoder* d, JOCTET** data, unsigned* size) {
+    if (setjmp(d->errors.jump)) return false;
+    return jpeg_read_icc_profile(&d->cinfo, data, size) != 0;
+}
+
+// The luma sampling factors of a chroma subsampling; chroma stays 1 x 1.
+void SetSubsampling(jpeg_compress_struct* cinfo, int subsampling) {
+    if (cinfo->num_components != 3) return;
+    cinfo->comp_info[0].h_samp_factor = subsampling == 444 ? 1 : 2;
+    cinfo->comp_info[0].v_samp_factor = subsampling == 420 ? 2 : 1;
+}
+
+bool GuardedStartCompress(JpegEncoder* e, JDIMENSION width, JDIMENSION height,
+                          const EncoderSettings& settings) {
     if (setjmp(e->errors.jump)) return false;
     jpeg_create_compress(&e->cinfo);
     jpeg_stdio_dest(&e->cinfo, e->file);
     e->cinfo.image_width = width;
     e->cinfo.image_height = height;
-    e->cinfo.input_components = grey ? 1 : 3;
-    e->cinfo.in_color_space = grey ? JCS_GRAYSCALE : JCS_RGB;
+    e->cinfo.input_components = settings.grey ? 1 : 3;
+    e->cinfo.in_color_space = settings.grey ? JCS_GRAYSCALE : settings.ycc ? JCS_YCbCr : JCS_RGB;
     jpeg_set_defaults(&e->cinfo);
-    jpeg_set_quality(&e->cinfo, quality, TRUE);
+    jpeg_set_quality(&e->cinfo, settings.quality, TRUE);
+    SetSubsampling(&e->cinfo, settings.subsampling);
+    if (settings.progressive) jpeg_simple_progression(&e->cinfo);
     jpeg_start_compress(&e->cinfo, TRUE);
+    return true;
+}
+
+// Exif first, as Exif readers expect it right after the start; a block too large for one
+// marker is left out rather than cut.
+bool GuardedWriteMetadata(JpegEncoder* e, const CMetadataBlocks& blocks,
+                          std::vector<unsigned char>& scratch) {
+    if (setjmp(e->errors.jump)) return false;
+    if (!blocks.Exif().empty() && blocks.Exif().size() + sizeof kExifId <= kMaxMarkerData) {
+        scratch.assign(kExifId, kExifId + sizeof kExifId);
+        scratch.insert(scratch.end(), blocks.Exif().begin(), blocks.Exif().end());
+        jpeg_write_marker(&e->cinfo, JPEG_APP0 + 1, scratch.data(), unsigned(scratch.size()));
+    }
+    if (!blocks.Xmp().empty() && blocks.Xmp().size() + sizeof kXmpId <= kMaxMarkerData) {
+        scratch.assign(kXmpId, kXmpId + sizeof kXmpId);
+        scratch.insert(scratch.end(), blocks.Xmp().begin(), blocks.Xmp().end());
+        jpeg_write_marker(&e->cinfo, JPEG_APP0 + 1, scratch.data(), unsigned(scratch.size()));
+    }
+    if (!blocks.Icc().empty())
+        jpeg_write_icc_profile(&e->cinfo, blocks.Icc().data(), unsigned(blocks.Icc().size()));
     return true;
 }
 
@@ -148,12 +220,13 @@ void DestroyDecoder(JpegDecoder* d) {
 }
 
 // Opens the file and reads its header. On failure *code says why and nothing is left open.
-JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+JpegDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     JpegDecoder* d = new (std::nothrow) JpegDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     d->cinfo.err = &d->errors.pub;
     InstallGuard(d->errors);
     d->file = std::fopen(fileName, "rb");
@@ -174,6 +247,23 @@ JpegDecoder* OpenDecoder(const char* fileName, int32_t* code) {
     }
     *code = 1;
     return d;
+}
+
+// The profile, the Exif block and the XMP packet of the header just read.
+void KeepMetadata(JpegDecoder* d, CMetadataBlocks* blocks) {
+    blocks->Clear();
+    for (jpeg_saved_marker_ptr m = d->cinfo.marker_list; m != nullptr; m = m->next) {
+        if (m->marker != JPEG_APP0 + 1) continue;
+        if (blocks->Exif().empty() && StartsWith(m, kExifId, sizeof kExifId)) {
+            blocks->Keep(kVxPropExif, m->data + sizeof kExifId, m->data_length - sizeof kExifId);
+        } else if (blocks->Xmp().empty() && StartsWith(m, kXmpId, sizeof kXmpId)) {
+            blocks->Keep(kVxPropXmp, m->data + sizeof kXmpId, m->data_length - sizeof kXmpId);
+        }
+    }
+    JOCTET* profile = nullptr;
+    unsigned size = 0;
+    if (GuardedReadIccProfile(d, &profile, &size)) blocks->Keep(kVxPropIccProfile, profile, size);
+    std::free(profile);
 }
 
 // CMYK as most writers store it: 0 = no ink. Adobe's writers invert every sample.
@@ -219,10 +309,11 @@ const char* CJpegPlugIn::GetDecoderVersion() {
 int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     DescribeImage(status, "JPEG", int32_t(d->cinfo.image_width), int32_t(d->cinfo.image_height), 8,
                   false, d->cinfo.num_components * 8);
+    KeepMetadata(d, &m_blocks);
     code = d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
     DestroyDecoder(d);
     return code;
@@ -230,7 +321,7 @@ int32_t CJpegPlugIn::GetFileStatus(CUImageFileStatus* status) {
 
 int32_t CJpegPlugIn::OpenForReading() {
     int32_t code;
-    JpegDecoder* d = OpenDecoder(FileName(), &code);
+    JpegDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     switch (d->cinfo.jpeg_color_space) {
         case JCS_GRAYSCALE:
@@ -255,9 +346,10 @@ int32_t CJpegPlugIn::OpenForReading() {
         DestroyDecoder(d);
         return kVxErrCodecMemory;
     }
-    // A multi-scan file is taken in whole by jpeg_start_decompress; that pass reports progress.
+    // A multi-scan file is taken in whole by jpeg_start_decompress; that pass reports progress
+    // and counts the scans.
     const bool prePass = jpeg_has_multiple_scans(&d->cinfo) != 0;
-    if (prePass && Request().pMessageProc != nullptr) {
+    if (prePass) {
         m_progress.Begin(Request().pMessageProc, int32_t(d->cinfo.image_height));
         d->progress = &m_progress;
         d->progressManager.progress_monitor = JpegProgressMonitor;
@@ -275,7 +367,41 @@ int32_t CJpegPlugIn::OpenForReading() {
         return kVxErrCancelled;
     }
     m_decoder = d;
+    m_damage.Begin(Request().pMessageProc);
     return d->cinfo.err->num_warnings > 0 ? kVxWarnCodecData : 1;
+}
+
+int32_t CJpegPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
+    switch (id) {
+        case kVxPropProgressive:
+        case kVxPropSubsampling:
+            if (value == nullptr) return kVxErrInvalidArgument;
+            *static_cast<int32_t*>(value) =
+                id == kVxPropProgressive ? m_progressive : m_subsampling;
+            return 1;
+        default:
+            return m_blocks.Get(id, value);
+    }
+}
+
+int32_t CJpegPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    int32_t v = 0;
+    switch (id) {
+        case kVxPropProgressive:
+            if (!ReadInt32Property(value, &v) || (v != 0 && v != 1)) return kVxErrInvalidArgument;
+            m_progressive = v;
+            return 1;
+        case kVxPropSubsampling:
+            if (!ReadInt32Property(value, &v) || (v != 444 && v != 422 && v != 420))
+                return kVxErrInvalidArgument;
+            m_subsampling = v;
+            return 1;
+        default:
+            return m_blocks.Set(
+                id, value, CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);
+    }
 }
 
 int32_t CJpegPlugIn::ReadLine(void* line, void*) {
@@ -296,9 +422,9 @@ int32_t CJpegPlugIn::ReadLine(void* line, void*) {
     // every line is out by then, so that damage is only a warning.
     if (d->cinfo.output_scanline == d->cinfo.output_height) {
         d->finished = true;
-        if (!GuardedFinishDecompress(d)) return kVxWarnCodecData;
+        if (!GuardedFinishDecompress(d)) return m_damage.Note(kVxWarnCodecData);
     }
-    return d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1;
+    return m_damage.Note(d->cinfo.err->num_warnings > warningsBefore ? kVxWarnCodecData : 1);
 }
 
 // Forward only: skipped lines are entropy-decoded as far as the format requires but never
@@ -335,10 +461,18 @@ int32_t CJpegPlugIn::OpenForWriting() {
         delete e;
         return kVxErrCodecOpen;
     }
-    int quality = Request().lQuality < 1 ? 1 : Request().lQuality > 100 ? 100 : Request().lQuality;
+    EncoderSettings settings;
+    settings.grey = grey;
+    settings.ycc = !grey && layout.IsColorSpace("YCC");
+    settings.quality = Request().lQuality < 1     ? 1
+                       : Request().lQuality > 100 ? 100
+                                                  : Request().lQuality;
+    settings.progressive = m_progressive != 0;
+    settings.subsampling = m_subsampling;
     m_encoder = e;
-    if (!GuardedStartCompress(e, JDIMENSION(layout.lWidth), JDIMENSION(layout.lHeight), grey,
-                              quality)) {
+    std::vector<unsigned char> scratch;
+    if (!GuardedStartCompress(e, JDIMENSION(layout.lWidth), JDIMENSION(layout.lHeight), settings) ||
+        !GuardedWriteMetadata(e, m_blocks, scratch)) {
         e->failed = true;
         CloseWriter();
         return kVxErrCodecIO;

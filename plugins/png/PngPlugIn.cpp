@@ -17,8 +17,17 @@ namespace {
 
 const CodecIdentity kPngIdentity = {"PNG", "PNG", ".png;PNGf;", 8};
 
-// An interlaced image is decoded in whole before its first line; beyond this it is refused.
-constexpr uint64_t kMaxBufferedImageBytes = uint64_t(1) << 30;
+// No ancillary chunk the plug-in reads (a profile, Exif, XMP) comes near this; a forged chunk
+// length or a compressed-text bomb is refused before libpng allocates for it.
+constexpr uint64_t kMaxChunkBytes = uint64_t(16) << 20;
+// Ancillary chunks kept per file; thousands of them only cost time and memory.
+constexpr png_uint_32 kMaxAncillaryChunks = 256;
+// Text chunks carry nothing the decoder uses, so libpng skips them unread. This matters beyond
+// the time saved: libpng only warns about a text chunk longer than the chunk limit and then
+// allocates whatever length it claims (2 GB from a 64-byte file). Whoever wants XMP (iTXt)
+// reads it in a pass of its own that bounds the chunk first.
+const png_byte kSkippedChunks[] = {'t', 'E',  'X', 't', '\0', 'z', 'T', 'X',
+                                   't', '\0', 'i', 'T', 'X',  't', '\0'};
 
 // libpng's error callback must not return: it jumps back to the guarded function that called
 // the library (png_longjmp). Warnings are counted and become a warning status.
@@ -50,6 +59,7 @@ struct PngDecoder {
     png_structp png = nullptr;
     png_infop info = nullptr;
     std::FILE* file = nullptr;
+    uint64_t budget = kVxDefaultMemoryBudget;
     PngGuard guard;
     Layout layout;
     bool failed = false;
@@ -84,6 +94,10 @@ bool GuardedReadInfo(PngDecoder* d) {
     if (setjmp(png_jmpbuf(d->png))) return false;
     png_init_io(d->png, d->file);
     png_set_user_limits(d->png, kMaxImageSide, kMaxImageSide);
+    png_set_chunk_malloc_max(d->png, d->budget < kMaxChunkBytes ? d->budget : kMaxChunkBytes);
+    png_set_chunk_cache_max(d->png, kMaxAncillaryChunks);
+    png_set_keep_unknown_chunks(d->png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
+                                int(sizeof kSkippedChunks / 5));
     png_read_info(d->png, d->info);
     return true;
 }
@@ -137,11 +151,37 @@ bool GuardedReadInterlaced(PngDecoder* d, CDecodeProgress* progress) {
     return true;
 }
 
-bool GuardedStartWrite(PngEncoder* e, int bitDepth, int colorType, bool swap16) {
+// The keyword under which XMP travels in an iTXt chunk.
+constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
+
+// A profile libpng finds unfit for the image (an RGB profile on grey samples, a length that
+// disagrees with its header) is dropped with a warning rather than failing the write.
+void SetMetadataChunks(png_structp png, png_infop info, const CMetadataBlocks& blocks) {
+    png_set_benign_errors(png, 1);
+    if (!blocks.Icc().empty())
+        png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, blocks.Icc().data(),
+                     png_uint_32(blocks.Icc().size()));
+    if (!blocks.Exif().empty() && blocks.Exif().size() <= 0x7FFFFFFF)
+        png_set_eXIf_1(png, info, png_uint_32(blocks.Exif().size()),
+                       const_cast<png_bytep>(blocks.Exif().data()));
+    if (!blocks.Xmp().empty()) {
+        png_text text{};
+        text.compression = PNG_ITXT_COMPRESSION_NONE;
+        text.key = const_cast<png_charp>(kXmpKeyword);
+        text.text = reinterpret_cast<png_charp>(const_cast<unsigned char*>(blocks.Xmp().data()));
+        text.itxt_length = blocks.Xmp().size();
+        png_set_text(png, info, &text, 1);
+    }
+}
+
+bool GuardedStartWrite(PngEncoder* e, int bitDepth, int colorType, bool swap16,
+                       const CMetadataBlocks& blocks, int compression) {
     if (setjmp(png_jmpbuf(e->png))) return false;
     png_init_io(e->png, e->file);
     png_set_IHDR(e->png, e->info, e->width, e->height, bitDepth, colorType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (compression >= 0) png_set_compression_level(e->png, compression);
+    SetMetadataChunks(e->png, e->info, blocks);
     png_write_info(e->png, e->info);
     if (swap16) png_set_swap(e->png);
     return true;
@@ -180,12 +220,14 @@ Layout DescribeHeader(png_structp png, png_infop info) {
 }
 
 // Opens the file and reads everything up to the image data. On failure *code says why.
-PngDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+PngDecoder* OpenDecoder(const char* fileName, int32_t* code,
+                        uint64_t budget = kVxDefaultMemoryBudget) {
     PngDecoder* d = new (std::nothrow) PngDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     d->file = std::fopen(fileName, "rb");
     if (d->file == nullptr) {
         *code = kVxErrCodecOpen;
@@ -219,6 +261,32 @@ PngDecoder* OpenDecoder(const char* fileName, int32_t* code) {
     }
     *code = 1;
     return d;
+}
+
+// The profile, the Exif block and the XMP packet met before the image data.
+void KeepMetadata(const PngDecoder* d, CMetadataBlocks* blocks) {
+    blocks->Clear();
+    png_charp name = nullptr;
+    int compression = 0;
+    png_bytep data = nullptr;
+    png_uint_32 length = 0;
+    if (png_get_iCCP(d->png, d->info, &name, &compression, &data, &length) != 0)
+        blocks->Keep(kVxPropIccProfile, data, length);
+    png_bytep exif = nullptr;
+    png_uint_32 exifLength = 0;
+    if (png_get_eXIf_1(d->png, d->info, &exifLength, &exif) != 0 && exif != nullptr)
+        blocks->Keep(kVxPropExif, exif, exifLength);
+    png_textp texts = nullptr;
+    int count = 0;
+    png_get_text(d->png, d->info, &texts, &count);
+    for (int i = 0; i < count; ++i) {
+        if (std::strcmp(texts[i].key, kXmpKeyword) != 0 || texts[i].text == nullptr) continue;
+        const size_t size = texts[i].compression >= PNG_ITXT_COMPRESSION_NONE
+                                ? texts[i].itxt_length
+                                : texts[i].text_length;
+        blocks->Keep(kVxPropXmp, reinterpret_cast<const unsigned char*>(texts[i].text), size);
+        break;
+    }
 }
 
 bool ReadPngProfile(const char* fileName, std::vector<unsigned char>& profile) {
@@ -265,18 +333,19 @@ const char* CPngPlugIn::GetDecoderVersion() {
 int32_t CPngPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const Layout& l = d->layout;
     DescribeImage(status, "PNG", int32_t(l.width), int32_t(l.height), l.sampleBits, l.alpha,
                   l.storedBitsPerPixel);
+    KeepMetadata(d, &m_blocks);
     DestroyDecoder(d);
     return 1;
 }
 
 int32_t CPngPlugIn::OpenForReading() {
     int32_t code;
-    PngDecoder* d = OpenDecoder(FileName(), &code);
+    PngDecoder* d = OpenDecoder(FileName(), &code, m_budget.Bytes());
     if (d == nullptr) return code;
     const bool swap16 = d->layout.sampleBits == 16 && HostIsLittleEndian();
     if (!GuardedSetTransforms(d, swap16, SkipAlpha())) {
@@ -285,7 +354,8 @@ int32_t CPngPlugIn::OpenForReading() {
     }
     try {
         if (d->passes > 1) {
-            if (uint64_t(d->rowBytes) * d->layout.height > kMaxBufferedImageBytes) {
+            // An interlaced image is decoded in whole before its first line.
+            if (!m_budget.Allows(uint64_t(d->rowBytes) * d->layout.height)) {
                 DestroyDecoder(d);
                 return kVxErrCodecTooLarge;
             }
@@ -310,7 +380,27 @@ int32_t CPngPlugIn::OpenForReading() {
         if (!GuardedReadEnd(d)) ++d->guard.warnings;
     }
     m_decoder = d;
+    m_damage.Begin(Request().pMessageProc);
     return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
+}
+
+int32_t CPngPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
+    if (id != kVxPropCompression) return m_blocks.Get(id, value);
+    if (value == nullptr) return kVxErrInvalidArgument;
+    *static_cast<int32_t*>(value) = m_compression;
+    return 1;
+}
+
+int32_t CPngPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    if (id != kVxPropCompression)
+        return m_blocks.Set(id, value,
+                            CMetadataBlocks::kIcc | CMetadataBlocks::kExif | CMetadataBlocks::kXmp);
+    int32_t level = 0;
+    if (!ReadInt32Property(value, &level) || level < 0 || level > 9) return kVxErrInvalidArgument;
+    m_compression = level;
+    return 1;
 }
 
 int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
@@ -333,6 +423,7 @@ int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
     // The chunks after the image are read with the last line: every line is out by then, so
     // damage there (a cut-off end, a bad checksum) is only a warning.
     if (d->passes == 1 && d->nextRow == d->layout.height && !GuardedReadEnd(d)) ++d->guard.warnings;
+    const int32_t code = d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
     const int32_t width = int32_t(d->layout.width);
     const int32_t bytesPerSample = d->layout.sampleBits / 8;
     if (d->channels == 4) {
@@ -341,7 +432,7 @@ int32_t CPngPlugIn::ReadLine(void* line, void* line2) {
     } else {
         std::memcpy(line, source, size_t(width) * 3 * bytesPerSample);
     }
-    return d->guard.warnings > warningsBefore ? kVxWarnCodecData : 1;
+    return m_damage.Note(code);
 }
 
 // An interlaced image is in memory, so any line can be next; a streamed one only moves on.
@@ -369,6 +460,8 @@ int32_t CPngPlugIn::SeekLine(int32_t line, int origin) {
 int32_t CPngPlugIn::OpenForWriting() {
     const CUImageInfo& layout = Request().info;
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
+    // PNG has no YCbCr: such samples would be read back as false colours.
+    if (layout.IsColorSpace("YCC")) return kVxErrCodecUnsupported;
     WrittenSamples samples;
     if (!SamplesForDepth(layout.lColorDepth, &samples)) return kVxErrCodecUnsupported;
     const int colorChannels = samples.channels;
@@ -404,7 +497,8 @@ int32_t CPngPlugIn::OpenForWriting() {
     int colorType = colorChannels == 1
                         ? (e->alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
                         : (e->alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
-    if (!GuardedStartWrite(e, bitDepth, colorType, bitDepth == 16 && HostIsLittleEndian())) {
+    if (!GuardedStartWrite(e, bitDepth, colorType, bitDepth == 16 && HostIsLittleEndian(), m_blocks,
+                           m_compression)) {
         e->failed = true;
         CloseWriter();
         return kVxErrCodecIO;

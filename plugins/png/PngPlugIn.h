@@ -1,13 +1,18 @@
 // The PNG codec: reads every PNG colour type and depth (palette, 1/2/4/8/16-bit grey, RGB,
 // with alpha or a tRNS key, Adam7 interlaced) as RGB lines of 8 or 16 bits per sample plus an
 // alpha plane; writes 8/16-bit grey and RGB, with the alpha plane when the caller has one.
-// 16-bit samples travel in host order.
+// 16-bit samples travel in host order. Its properties carry the ICC profile (iCCP), the Exif
+// block (eXIf) and the XMP packet (iTXt "XML:com.adobe.xmp") both ways and set the writer's
+// zlib level.
 #ifndef VANDREL_PLUGINS_PNGPLUGIN_H
 #define VANDREL_PLUGINS_PNGPLUGIN_H
 
 #include <cstdint>
 
+#include "../common/DamageNotice.h"
 #include "../common/DecodeProgress.h"
+#include "../common/MemoryBudget.h"
+#include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -20,6 +25,8 @@ public:
     CPngPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -41,7 +48,11 @@ private:
     PngDecoder* m_decoder = nullptr;
     PngEncoder* m_encoder = nullptr;
     CDecodeProgress m_progress;
+    CDamageNotice m_damage;
+    CMetadataBlocks m_blocks;
+    int32_t m_compression = -1;  // zlib level; -1 = libpng's default
     ministring m_version;
+    CMemoryBudget m_budget;
 };
 
 }  // namespace vxcodec

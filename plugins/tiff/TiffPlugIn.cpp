@@ -9,6 +9,7 @@
 #include <tiffio.h>
 
 #include "../common/CodecSupport.h"
+#include "TiffExif.h"
 #include "vandrel/Export.h"
 
 namespace vxcodec {
@@ -16,9 +17,6 @@ namespace vxcodec {
 namespace {
 
 const CodecIdentity kTiffIdentity = {"TIFF", "TIFF", ".tif;.tiff;TIFF;tiff;", 4};
-
-// Strips or tile rows are decoded whole; a band above this is refused rather than allocated.
-constexpr uint64_t kMaxBandBytes = uint64_t(1) << 30;
 
 // libtiff reports through callbacks; per-handle ones keep messages off stderr and let each
 // instance count its own errors. Warnings (mostly private tags it does not know) are dropped.
@@ -35,12 +33,14 @@ extern "C" int TiffWarningFn(TIFF*, void*, const char*, const char*, va_list) {
     return 1;
 }
 
-TIFF* OpenTiff(const char* fileName, const char* mode, TiffMessages* messages) {
+// libtiff refuses any single allocation above the budget, its own directory arrays included.
+TIFF* OpenTiff(const char* fileName, const char* mode, TiffMessages* messages,
+               uint64_t budget = kVxDefaultMemoryBudget) {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (options == nullptr) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options, TiffErrorFn, messages);
     TIFFOpenOptionsSetWarningHandlerExtR(options, TiffWarningFn, messages);
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(kMaxBandBytes));
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(budget));
     TIFF* tif = TIFFOpenExt(fileName, mode, options);
     TIFFOpenOptionsFree(options);
     return tif;
@@ -57,7 +57,26 @@ struct Shape {
     int colorSamples = 1;  // 1 grey or palette, 3 RGB
     bool alpha = false;    // sample colorSamples is alpha
     bool jpegYCbCr = false;
+    bool ycc = false;  // full-range YCbCr samples, one of each per pixel
 };
+
+// YCbCr the reader turns into RGB itself: uncompressed or losslessly compressed, contiguous,
+// not subsampled, full range (as this codec writes it).
+bool PlainYCbCr(TIFF* tif, const Shape& s) {
+    uint16_t horizontal = 2, vertical = 2;
+    TIFFGetFieldDefaulted(tif, TIFFTAG_YCBCRSUBSAMPLING, &horizontal, &vertical);
+    if (horizontal != 1 || vertical != 1 || s.planar != PLANARCONFIG_CONTIG) return false;
+    float* reference = nullptr;
+    if (!TIFFGetFieldDefaulted(tif, TIFFTAG_REFERENCEBLACKWHITE, &reference)) return true;
+    const float top = float((1u << s.bitsPerSample) - 1),
+                middle = float(1u << (s.bitsPerSample - 1));
+    const float fullRange[6] = {0.0f, top, middle, top, middle, top};
+    for (int i = 0; i < 6; ++i) {
+        const float d = reference[i] - fullRange[i];
+        if (d > 0.5f || d < -0.5f) return false;
+    }
+    return true;
+}
 
 int32_t DescribeTiff(TIFF* tif, Shape& s) {
     if (!TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &s.width) ||
@@ -87,11 +106,16 @@ int32_t DescribeTiff(TIFF* tif, Shape& s) {
             s.colorSamples = 3;
             break;
         case PHOTOMETRIC_YCBCR:
-            // Only JPEG-compressed YCbCr, which the JPEG codec inside libtiff turns into RGB.
-            if (compression != COMPRESSION_JPEG || s.planar != PLANARCONFIG_CONTIG)
-                return kVxErrCodecUnsupported;
+            // JPEG-compressed YCbCr, which the JPEG codec inside libtiff turns into RGB, or
+            // plain full-range samples this reader converts.
             s.colorSamples = 3;
-            s.jpegYCbCr = true;
+            if (compression == COMPRESSION_JPEG && s.planar == PLANARCONFIG_CONTIG) {
+                s.jpegYCbCr = true;
+            } else if (PlainYCbCr(tif, s)) {
+                s.ycc = true;
+            } else {
+                return kVxErrCodecUnsupported;
+            }
             break;
         default:
             return kVxErrCodecUnsupported;
@@ -121,10 +145,33 @@ void StoreSample(unsigned char* p, Sample v) {
     std::memcpy(p, &v, sizeof v);
 }
 
+// Full-range YCbCr to RGB in place, with the fixed-point coefficients (scale 1024) and the
+// rounding of the service's own converter, so a file this codec wrote reads back as the
+// service would have turned the samples back.
+template <typename Sample>
+void YccToRgbInPlace(unsigned char* line, uint32_t width) {
+    constexpr int64_t top = Sample(~Sample(0));
+    constexpr int64_t half = top / 2 + 1;
+    for (uint32_t x = 0; x < width; ++x) {
+        unsigned char* p = line + size_t(x) * 3 * sizeof(Sample);
+        const int64_t y = LoadSample<Sample>(p);
+        const int64_t cb = int64_t(LoadSample<Sample>(p + sizeof(Sample))) - half;
+        const int64_t cr = int64_t(LoadSample<Sample>(p + 2 * sizeof(Sample))) - half;
+        const int64_t rgb[3] = {(1024 * y + 1436 * cr + 512) >> 10,
+                                (1024 * y - 352 * cb - 731 * cr + 512) >> 10,
+                                (1024 * y + 1815 * cb + 512) >> 10};
+        for (int c = 0; c < 3; ++c) {
+            const int64_t v = rgb[c] < 0 ? 0 : rgb[c] > top ? top : rgb[c];
+            StoreSample<Sample>(p + c * sizeof(Sample), Sample(v));
+        }
+    }
+}
+
 }  // namespace
 
 struct TiffDecoder {
     TIFF* tif = nullptr;
+    uint64_t budget = kVxDefaultMemoryBudget;  // strips or tile rows are decoded whole
     TiffMessages messages;
     Shape shape;
     bool tiled = false;
@@ -164,12 +211,13 @@ void DestroyDecoder(TiffDecoder* d) {
     delete d;
 }
 
-TiffDecoder* OpenDecoder(const char* fileName, int32_t* code) {
+TiffDecoder* OpenDecoder(const char* fileName, uint64_t budget, int32_t* code) {
     TiffDecoder* d = new (std::nothrow) TiffDecoder();
     if (d == nullptr) {
         *code = kVxErrCodecMemory;
         return nullptr;
     }
+    d->budget = budget;
     std::FILE* probe = std::fopen(fileName, "rb");
     if (probe == nullptr) {
         *code = kVxErrCodecOpen;
@@ -177,7 +225,7 @@ TiffDecoder* OpenDecoder(const char* fileName, int32_t* code) {
         return nullptr;
     }
     std::fclose(probe);
-    d->tif = OpenTiff(fileName, "r", &d->messages);
+    d->tif = OpenTiff(fileName, "r", &d->messages, budget);
     if (d->tif == nullptr) {
         *code = kVxErrCodecFormat;
         delete d;
@@ -189,6 +237,22 @@ TiffDecoder* OpenDecoder(const char* fileName, int32_t* code) {
         return nullptr;
     }
     return d;
+}
+
+// The profile and the XMP packet are fields of the first directory; the Exif block is made
+// from the directories the tag database reads.
+void KeepMetadata(TIFF* tif, const char* fileName, CMetadataBlocks* blocks) {
+    blocks->Clear();
+    uint32_t size = 0;
+    void* data = nullptr;
+    if (TIFFGetField(tif, TIFFTAG_ICCPROFILE, &size, &data) && data != nullptr)
+        blocks->Keep(kVxPropIccProfile, static_cast<const unsigned char*>(data), size);
+    size = 0;
+    data = nullptr;
+    if (TIFFGetField(tif, TIFFTAG_XMLPACKET, &size, &data) && data != nullptr)
+        blocks->Keep(kVxPropXmp, static_cast<const unsigned char*>(data), size);
+    std::vector<unsigned char> exif;
+    if (BuildExifBlock(fileName, &exif)) blocks->Keep(kVxPropExif, exif.data(), exif.size());
 }
 
 // Band geometry and buffers; a band is one strip, or one row of tiles, of every plane.
@@ -225,7 +289,7 @@ int32_t PrepareBands(TiffDecoder* d) {
             uint64_t(d->tileWidth) * d->bandRows * d->samplesInPlane * d->bytesPerSample)
             return kVxErrCodecFormat;
     }
-    if (bandBytes > kMaxBandBytes || tileBytes > kMaxBandBytes) return kVxErrCodecTooLarge;
+    if (bandBytes + tileBytes > d->budget) return kVxErrCodecTooLarge;
     d->planeBandBytes = size_t(d->planeRowBytes) * d->bandRows;
     try {
         d->band.resize(size_t(bandBytes));
@@ -324,11 +388,68 @@ void AssembleLine(const TiffDecoder* d, uint32_t r, unsigned char* rgb, unsigned
             StoreSample<Sample>(dst + 2 * bytes, v);
         }
     }
+    if (s.ycc) YccToRgbInPlace<Sample>(rgb, width);
     if (alpha != nullptr && s.alpha) {
         const unsigned char* src = channel[s.colorSamples];
         for (uint32_t x = 0; x < width; ++x, src += stride)
             std::memcpy(alpha + x * bytes, src, bytes);
     }
+}
+
+// What the writer stores, as far as the colour and compression fields go.
+struct WriterLayout {
+    int colorChannels = 3;
+    int bitDepth = 8;
+    bool alpha = false;
+    bool ycc = false;
+    int32_t compression = kVxTiffDeflate;
+    int32_t quality = 75;
+};
+
+// RGB through TIFF-JPEG is stored as YCbCr, which libtiff converts to, unless an alpha sample
+// rides along (the JPEG codec inside libtiff converts three samples only).
+bool SetColourAndCompression(TIFF* tif, const WriterLayout& w) {
+    const bool jpeg = w.compression == kVxTiffJpeg;
+    const bool jpegYCbCr = jpeg && w.colorChannels == 3 && !w.alpha;
+    uint16_t photometric = w.colorChannels == 1 ? PHOTOMETRIC_MINISBLACK
+                           : w.ycc || jpegYCbCr ? PHOTOMETRIC_YCBCR
+                                                : PHOTOMETRIC_RGB;
+    if (!TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, photometric)) return false;
+    if (!TIFFSetField(tif, TIFFTAG_COMPRESSION, uint16_t(w.compression))) return false;
+    if (w.compression == kVxTiffLzw || w.compression == kVxTiffDeflate) {
+        if (!TIFFSetField(tif, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL)) return false;
+    }
+    if (jpeg) {
+        const int quality = w.quality < 1 ? 1 : w.quality > 100 ? 100 : w.quality;
+        if (!TIFFSetField(tif, TIFFTAG_JPEGQUALITY, quality)) return false;
+        if (jpegYCbCr && !TIFFSetField(tif, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB)) return false;
+    }
+    if (w.ycc) {
+        // Full range, one chroma sample per pixel: what the service's converter produces.
+        const float top = float((1u << w.bitDepth) - 1), middle = float(1u << (w.bitDepth - 1));
+        float reference[6] = {0.0f, top, middle, top, middle, top};
+        if (!TIFFSetField(tif, TIFFTAG_YCBCRSUBSAMPLING, uint16_t(1), uint16_t(1)) ||
+            !TIFFSetField(tif, TIFFTAG_REFERENCEBLACKWHITE, reference))
+            return false;
+    }
+    return true;
+}
+
+// A JPEG strip holds whole MCU rows, so its height is a multiple of 16.
+uint32_t StripRows(TIFF* tif, const WriterLayout& w) {
+    uint32_t rows = TIFFDefaultStripSize(tif, 0);
+    if (w.compression == kVxTiffJpeg) rows = (rows + 15) / 16 * 16;
+    return rows;
+}
+
+bool SetMetadataFields(TIFF* tif, const CMetadataBlocks& blocks) {
+    if (!blocks.Icc().empty() &&
+        !TIFFSetField(tif, TIFFTAG_ICCPROFILE, uint32_t(blocks.Icc().size()), blocks.Icc().data()))
+        return false;
+    if (!blocks.Xmp().empty() &&
+        !TIFFSetField(tif, TIFFTAG_XMLPACKET, uint32_t(blocks.Xmp().size()), blocks.Xmp().data()))
+        return false;
+    return true;
 }
 
 }  // namespace
@@ -365,18 +486,19 @@ const char* CTiffPlugIn::GetDecoderVersion() {
 int32_t CTiffPlugIn::GetFileStatus(CUImageFileStatus* status) {
     if (status == nullptr) return kVxErrInvalidArgument;
     int32_t code;
-    TiffDecoder* d = OpenDecoder(FileName(), &code);
+    TiffDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     const Shape& s = d->shape;
     DescribeImage(status, "TIFF", int32_t(s.width), int32_t(s.height), s.bitsPerSample, s.alpha,
                   s.samplesPerPixel * s.bitsPerSample);
+    KeepMetadata(d->tif, FileName(), &m_blocks);
     DestroyDecoder(d);
     return 1;
 }
 
 int32_t CTiffPlugIn::OpenForReading() {
     int32_t code;
-    TiffDecoder* d = OpenDecoder(FileName(), &code);
+    TiffDecoder* d = OpenDecoder(FileName(), m_budget.Bytes(), &code);
     if (d == nullptr) return code;
     code = PrepareBands(d);
     if (code < 0) {
@@ -386,6 +508,7 @@ int32_t CTiffPlugIn::OpenForReading() {
     // libtiff warns about private tags it does not know; that is no damage to the image. Damage
     // shows when a strip or tile is decoded.
     m_decoder = d;
+    m_damage.Begin(Request().pMessageProc);
     return 1;
 }
 
@@ -404,7 +527,7 @@ int32_t CTiffPlugIn::ReadLine(void* line, void* line2) {
     } else {
         AssembleLine<uint8_t>(d, r, static_cast<unsigned char*>(line), alpha);
     }
-    return d->bandDamaged ? kVxWarnCodecData : 1;
+    return m_damage.Note(d->bandDamaged ? kVxWarnCodecData : 1);
 }
 
 // Strips and tiles are addressed directly, so any line can be next.
@@ -417,11 +540,42 @@ int32_t CTiffPlugIn::SeekLine(int32_t line, int origin) {
     return 1;
 }
 
+int32_t CTiffPlugIn::GetProperty(int32_t id, void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Get(value);
+    if (id != kVxPropCompression) return m_blocks.Get(id, value);
+    if (value == nullptr) return kVxErrInvalidArgument;
+    *static_cast<int32_t*>(value) = m_compression;
+    return 1;
+}
+
+// The Exif block is handed out but not written: TIFF keeps Exif as directories of its own.
+int32_t CTiffPlugIn::SetProperty(int32_t id, const void* value) {
+    if (id == kVxPropMemoryBudget) return m_budget.Set(value);
+    if (id != kVxPropCompression)
+        return m_blocks.Set(id, value, CMetadataBlocks::kIcc | CMetadataBlocks::kXmp);
+    int32_t scheme = 0;
+    if (!ReadInt32Property(value, &scheme)) return kVxErrInvalidArgument;
+    switch (scheme) {
+        case kVxTiffNone:
+        case kVxTiffLzw:
+        case kVxTiffJpeg:
+        case kVxTiffDeflate:
+            m_compression = scheme;
+            return 1;
+        default:
+            return kVxErrInvalidArgument;
+    }
+}
+
 int32_t CTiffPlugIn::OpenForWriting() {
     const CUImageInfo& layout = Request().info;
     if (layout.bNative != 0) return kVxErrCodecUnsupported;
     WrittenSamples samples;
     if (!SamplesForDepth(layout.lColorDepth, &samples)) return kVxErrCodecUnsupported;
+    // Inside TIFF, JPEG holds 8-bit samples only, and YCbCr only as it converts it itself.
+    if (m_compression == kVxTiffJpeg &&
+        (samples.bits != 8 || (samples.channels == 3 && layout.IsColorSpace("YCC"))))
+        return kVxErrCodecUnsupported;
     const int colorChannels = samples.channels;
     const int bitDepth = samples.bits;
     const int32_t size = CheckWriteSize(layout.lWidth, layout.lHeight);
@@ -446,21 +600,26 @@ int32_t CTiffPlugIn::OpenForWriting() {
     }
     m_encoder = e;
     TIFF* tif = e->tif;
+    WriterLayout written;
+    written.colorChannels = colorChannels;
+    written.bitDepth = bitDepth;
+    written.alpha = e->alpha;
+    written.ycc = colorChannels == 3 && layout.IsColorSpace("YCC");
+    written.compression = m_compression;
+    written.quality = Request().lQuality;
     bool ok = TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, e->width) &&
               TIFFSetField(tif, TIFFTAG_IMAGELENGTH, e->height) &&
               TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, uint16_t(e->channels)) &&
               TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(bitDepth)) &&
-              TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
-                           colorChannels == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB) &&
               TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
               TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
-              TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE) &&
-              TIFFSetField(tif, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL) &&
-              TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, 0));
+              SetColourAndCompression(tif, written) &&
+              TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, StripRows(tif, written));
     if (ok && e->alpha) {
         uint16_t kind = EXTRASAMPLE_UNASSALPHA;
         ok = TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(1), &kind);
     }
+    if (ok) ok = SetMetadataFields(tif, m_blocks);
     if (!ok) {
         e->failed = true;
         CloseWriter();

@@ -1,11 +1,17 @@
 // The TIFF codec: reads strips and tiles, contiguous and separate planes, 8/16-bit grey, RGB
-// and palette images (and JPEG-compressed YCbCr) as RGB lines with the first extra alpha
-// sample as the alpha plane; writes 8/16-bit grey and RGB, with alpha, deflate-compressed.
+// and palette images, JPEG-compressed YCbCr and unsubsampled YCbCr as RGB lines with the first
+// extra alpha sample as the alpha plane; writes 8/16-bit grey and RGB (YCC lines as Photometric
+// YCbCr), with alpha, deflate-compressed unless told otherwise. Its properties carry the ICC
+// profile and the XMP packet both ways, hand out the Exif block of the file's directories, and
+// set the writer's compression.
 #ifndef VANDREL_PLUGINS_TIFFPLUGIN_H
 #define VANDREL_PLUGINS_TIFFPLUGIN_H
 
 #include <cstdint>
 
+#include "../common/MemoryBudget.h"
+#include "../common/DamageNotice.h"
+#include "../common/MetadataBlocks.h"
 #include "../common/ReaderWriterPlugIn.h"
 
 namespace vxcodec {
@@ -18,6 +24,8 @@ public:
     CTiffPlugIn();
 
     /* 1 */ IPlugIn* CreateInstance() override;
+    /* 10 */ int32_t GetProperty(int32_t id, void* value) override;
+    /* 11 */ int32_t SetProperty(int32_t id, const void* value) override;
     /* 12 */ int32_t GetFileStatus(CUImageFileStatus* status) override;
     /* 17 */ const char* GetDecoderVersion() override;
     /* 20 */ int32_t ReadLine(void* line, void* line2) override;
@@ -38,6 +46,10 @@ private:
     TiffDecoder* m_decoder = nullptr;
     TiffEncoder* m_encoder = nullptr;
     ministring m_version;
+    CMemoryBudget m_budget;
+    CMetadataBlocks m_blocks;
+    CDamageNotice m_damage;
+    int32_t m_compression = 8;  // VxTiffCompression: deflate unless told otherwise
 };
 
 }  // namespace vxcodec

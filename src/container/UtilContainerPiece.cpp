@@ -182,9 +182,9 @@ int32_t CUtilContainerPiece::Save(char* tempPath, void*& fileHandle) {
         return 1;
     }
     if (fileHandle == kNoFile) {
-        if (!VxFtempfile(tempPath, nullptr, nullptr)) return 0;
+        // Decoded pixels are private: the page file is the container's alone.
         void* opened = kNoFile;
-        if (!VxFopen(&opened, tempPath, "ab")) {
+        if (!VxFcreatetemp(&opened, tempPath, nullptr, nullptr)) {
             tempPath[0] = 0;  // never created: nobody may later delete a namesake
             return 0;
         }

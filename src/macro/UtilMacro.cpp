@@ -345,6 +345,9 @@ int32_t CUtilMacro::RawMessageProc(int message, void* data) {
 
 int32_t CUtilMacro::MessageProc(int message, void* data) {
     if (message == 1 || message == 2) return RawMessageProc(message, data);
+    // Messages the macro has no use for (a decoder's damage notice) are the caller's.
+    if (m_savedMessageProc != nullptr && m_savedMessageProc != MessageFace())
+        return m_savedMessageProc->MessageProc(message, data);
     return IMessageProc::MessageProc(message, data);
 }
 

@@ -25,12 +25,14 @@ int DescriptorOf(void* handle) {
     return h < 1 ? -1 : int(h - 1);
 }
 
-void* HandleOf(int fd) { return reinterpret_cast<void*>(intptr_t(fd) + 1); }
+void* HandleOf(int fd) {
+    return reinterpret_cast<void*>(intptr_t(fd) + 1);
+}
 
-int OpenDescriptor(const char* path, int flags) {
+int OpenDescriptor(const char* path, int flags, mode_t mode = 0666) {
     int fd;
     do {
-        fd = ::open(path, flags | O_CLOEXEC, 0666);
+        fd = ::open(path, flags | O_CLOEXEC, mode);
     } while (fd < 0 && errno == EINTR);
     return fd;
 }
@@ -57,7 +59,11 @@ int32_t ReadNumber(const char* text, size_t position) {
 int32_t VxFopen(void** handle, const char* path, const char* mode) {
     if (handle == nullptr || path == nullptr || *path == 0 || mode == nullptr || *mode == 0)
         return 0;
-    const bool plus = mode[1] == '+';
+    // A 'b' anywhere is ignored, so "rb+" is "r+".
+    const char* second = mode + 1;
+    while (*second == 'b')
+        ++second;
+    const bool plus = *second == '+';
     int flags;
     switch (mode[0]) {
         case 'r':
@@ -130,9 +136,11 @@ int32_t VxFseek(void* handle, int32_t offset, VxfsOrigin origin, int32_t* newPos
             target = here + offset;
             break;
         }
-        default:
+        case kVxFromStart:
             target = offset;
             break;
+        default:
+            return 0;  // the host knows no other position mode
     }
     if (target < 0) return 0;
     if (target > size) {
@@ -221,6 +229,25 @@ int32_t VxFtempfile(char* path, const char* prefix, const char* extension) {
             std::memcpy(path, name, size_t(len) + 1);
             return 1;
         }
+    }
+    return 0;
+}
+
+int32_t VxFcreatetemp(void** handle, char* path, const char* prefix, const char* extension) {
+    if (handle == nullptr || path == nullptr) return 0;
+    // Another process may take the name found free before it is created; each clash moves on
+    // to a fresh name, a bounded number of times.
+    constexpr int kAttempts = 100;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        char name[kTempPathCapacity];
+        if (!VxFtempfile(name, prefix, extension)) return 0;
+        const int fd = OpenDescriptor(name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+        if (fd >= 0) {
+            std::memcpy(path, name, std::strlen(name) + 1);
+            *handle = HandleOf(fd);
+            return 1;
+        }
+        if (errno != EEXIST) return 0;
     }
     return 0;
 }

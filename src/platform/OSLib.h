@@ -36,6 +36,11 @@ int32_t VxFstrtotime(const char* text, int32_t* time);
 int32_t VxFexist(const char* path);
 // Finds an unused name "<tmpdir>/<prefix><seconds><6 digits><extension>"; creates nothing.
 int32_t VxFtempfile(char* path, const char* prefix, const char* extension);
+// Creates a scratch file under the same naming scheme and opens it for reading and writing:
+// created exclusively (a name that appears between the test and the creation is skipped for
+// the next one), never through a symbolic link, readable by its owner only. 1/0; on success
+// the name goes to path (1024 bytes) and the handle to *handle.
+int32_t VxFcreatetemp(void** handle, char* path, const char* prefix, const char* extension);
 // 1 when the file's extension (from the last '.' of the whole path) is in the ';' list.
 int32_t VxFconfext(const char* path, const char* extensionList);
 

@@ -12,6 +12,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -32,10 +33,20 @@ int32_t SubTableFor(EXRESIZE_METHOD method, int64_t source, int64_t destination)
 }
 
 // Corner-aligned positions with 6 fraction bits: (i × (S − 1) × 64) div (D − 1).
-void BuildPhasePositions(int32_t source, int32_t destination, int32_t* position) {
+void BuildPhasePositions(int32_t source, int32_t destination, int64_t* position) {
     const int64_t span = int64_t(source - 1) * kPhases;
     for (int32_t i = 0; i < destination; ++i)
         position[i] = ScaledPosition(i, span, destination - 1);
+}
+
+// The same split into source pixel and phase, for the column maps.
+void BuildColumnPhases(int32_t source, int32_t destination, int32_t* index, int32_t* phase) {
+    const int64_t span = int64_t(source - 1) * kPhases;
+    for (int32_t i = 0; i < destination; ++i) {
+        const int64_t p = ScaledPosition(i, span, destination - 1);
+        index[i] = int32_t(p >> kPhaseBits);
+        phase[i] = int32_t(p & kPhaseMask);
+    }
 }
 
 // A source line is read when it lies within the four taps of some destination line; lines
@@ -43,7 +54,7 @@ void BuildPhasePositions(int32_t source, int32_t destination, int32_t* position)
 void MarkUsedLines(const EXBICUBIC_HANDLE* h, unsigned char* used) {
     const int32_t last = h->source.lHeight - 1;
     for (int32_t k = 0; k < h->destination.lHeight; ++k) {
-        const int32_t y0 = h->pRowMap[k] >> kPhaseBits;
+        const int32_t y0 = int32_t(h->pRowMap[k] >> kPhaseBits);
         for (int32_t y = y0 - 1; y <= y0 + 2; ++y)
             used[y < 0 ? 0 : (y > last ? last : y)] = 1;
     }
@@ -52,8 +63,9 @@ void MarkUsedLines(const EXBICUBIC_HANDLE* h, unsigned char* used) {
 // One row of the vertical pass: four source lines weighted into 32-bit sums. Even at 16 bits
 // the largest sum (65535 × 1592) stays far inside the signed range.
 template <typename Sample>
-void VerticalPass(int32_t* out, const Sample* s0, const Sample* s1, const Sample* s2,
-                  const Sample* s3, const int16_t weight[4], int64_t count) {
+void VerticalPass(int32_t* out, const Sample* const lines[4], const int16_t weight[4],
+                  int64_t count) {
+    const Sample *s0 = lines[0], *s1 = lines[1], *s2 = lines[2], *s3 = lines[3];
     const int32_t w0 = weight[0], w1 = weight[1], w2 = weight[2], w3 = weight[3];
     for (int64_t i = 0; i < count; ++i)
         out[i] =
@@ -76,15 +88,14 @@ struct HorizontalTraits<uint16_t> {
 };
 
 template <typename Sample, int Channels>
-void HorizontalPass(Sample* out, const int32_t* columns, const int32_t* columnIndex,
-                    const int32_t* columnPhase, const int16_t (*table)[4], int32_t width,
-                    int32_t channelsAtRuntime) {
+void HorizontalPass(Sample* out, const int32_t* columns, const AcrossMap& map,
+                    const int16_t (*table)[4]) {
     using Traits = HorizontalTraits<Sample>;
     using Sum = typename Traits::Sum;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const int32_t* p = columns + int64_t(columnIndex[x]) * channels;
-        const int16_t* h = table[columnPhase[x]];
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int32_t* p = columns + int64_t(map.index[x]) * channels;
+        const int16_t* h = table[map.weight[x]];
         for (int32_t c = 0; c < channels; ++c) {
             const Sum sum = Sum(h[0]) * p[c] + Sum(h[1]) * p[c + channels] +
                             Sum(h[2]) * p[c + 2 * channels] + Sum(h[3]) * p[c + 3 * channels];
@@ -97,14 +108,13 @@ void HorizontalPass(Sample* out, const int32_t* columns, const int32_t* columnIn
 
 // Filters one padded row across without rounding: the first half of the across-first order.
 // Sums of raw samples stay below 2160 × 65535, far inside 32 bits.
-template <int Channels>
-void HorizontalSums(int32_t* out, const int32_t* columns, const int32_t* columnIndex,
-                    const int32_t* columnPhase, const int16_t (*table)[4], int32_t width,
-                    int32_t channelsAtRuntime) {
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const int32_t* p = columns + int64_t(columnIndex[x]) * channels;
-        const int16_t* h = table[columnPhase[x]];
+template <typename Sample, int Channels>
+void HorizontalSums(int32_t* out, const int32_t* columns, const AcrossMap& map,
+                    const int16_t (*table)[4]) {
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int32_t* p = columns + int64_t(map.index[x]) * channels;
+        const int16_t* h = table[map.weight[x]];
         for (int32_t c = 0; c < channels; ++c)
             out[c] = h[0] * p[c] + h[1] * p[c + channels] + h[2] * p[c + 2 * channels] +
                      h[3] * p[c + 3 * channels];
@@ -127,6 +137,23 @@ void VerticalFinish(Sample* out, const int32_t* const rows[4], const int16_t wei
     }
 }
 
+template <typename Sample>
+void HorizontalPassLine(Sample* out, const int32_t* columns, const AcrossMap& map,
+                        const int16_t (*table)[4]) {
+    VX_BY_CHANNELS(HorizontalPass, map.channels, out, columns, map, table)
+}
+
+void HorizontalSumsLine(int32_t* out, const int32_t* columns, const AcrossMap& map,
+                        const int16_t (*table)[4]) {
+    using Sample = int32_t;  // the channel switch names it; the sums take widened samples
+    VX_BY_CHANNELS(HorizontalSums, map.channels, out, columns, map, table)
+}
+
+template <typename Sample>
+constexpr BicubicOps<Sample> PlainOps() {
+    return {VerticalPass<Sample>, HorizontalPassLine<Sample>, VerticalFinish<Sample>};
+}
+
 // Edge pixels: the first right pad repeats the last pixel, the left pad the first one.
 void PadEdges(int32_t* columns, int64_t samples, int32_t channels) {
     ExMemCopy(columns + samples, columns + samples + channels,
@@ -144,62 +171,26 @@ void FilterArrivingLine(EXBICUBIC_HANDLE* h, const Sample* line) {
     for (int64_t i = 0; i < samples; ++i)
         columns[channels + i] = line[i];
     PadEdges(columns, samples, channels);
-    const int32_t w = h->destination.lWidth;
-    const int32_t* index = h->pColumnIndex;
-    const int32_t* phases = h->pColumnPhase;
-    switch (channels) {
-        case 1:
-            HorizontalSums<1>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 1);
-            break;
-        case 2:
-            HorizontalSums<2>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 2);
-            break;
-        case 3:
-            HorizontalSums<3>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 3);
-            break;
-        case 4:
-            HorizontalSums<4>(h->pRow[3], columns, index, phases, h->pHorizontal, w, 4);
-            break;
-        default:
-            HorizontalSums<0>(h->pRow[3], columns, index, phases, h->pHorizontal, w, channels);
-    }
+    h->pKernels->horizontalSums(h->pRow[3], columns, h->across, h->pHorizontal);
 }
 
 template <typename Sample>
 void FilterLine(Sample* out, EXBICUBIC_HANDLE* h, int32_t phase) {
     const int32_t channels = h->lChannels;
+    const BicubicOps<Sample>& ops = h->pKernels->For<Sample>();
     if (h->bAcrossFirst != 0) {
-        VerticalFinish(out, h->pRow, h->pVertical[phase],
-                       int64_t(h->destination.lWidth) * channels);
+        ops.verticalFinish(out, h->pRow, h->pVertical[phase],
+                           int64_t(h->destination.lWidth) * channels);
         return;
     }
     const int64_t samples = int64_t(h->source.lWidth) * channels;
     int32_t* columns = h->pColumns;
-    VerticalPass(columns + channels, reinterpret_cast<const Sample*>(h->pSlot[0]),
-                 reinterpret_cast<const Sample*>(h->pSlot[1]),
-                 reinterpret_cast<const Sample*>(h->pSlot[2]),
-                 reinterpret_cast<const Sample*>(h->pSlot[3]), h->pVertical[phase], samples);
+    const Sample* const lines[4] = {
+        reinterpret_cast<const Sample*>(h->pSlot[0]), reinterpret_cast<const Sample*>(h->pSlot[1]),
+        reinterpret_cast<const Sample*>(h->pSlot[2]), reinterpret_cast<const Sample*>(h->pSlot[3])};
+    ops.verticalPass(columns + channels, lines, h->pVertical[phase], samples);
     PadEdges(columns, samples, channels);
-
-    const int32_t w = h->destination.lWidth;
-    const int32_t* index = h->pColumnIndex;
-    const int32_t* phases = h->pColumnPhase;
-    switch (channels) {
-        case 1:
-            HorizontalPass<Sample, 1>(out, columns, index, phases, h->pHorizontal, w, 1);
-            break;
-        case 2:
-            HorizontalPass<Sample, 2>(out, columns, index, phases, h->pHorizontal, w, 2);
-            break;
-        case 3:
-            HorizontalPass<Sample, 3>(out, columns, index, phases, h->pHorizontal, w, 3);
-            break;
-        case 4:
-            HorizontalPass<Sample, 4>(out, columns, index, phases, h->pHorizontal, w, 4);
-            break;
-        default:
-            HorizontalPass<Sample, 0>(out, columns, index, phases, h->pHorizontal, w, channels);
-    }
+    ops.horizontalPass(out, columns, h->across, h->pHorizontal);
 }
 
 // Slot 0 := slot 1, 1 := 2, 2 := 3, 3 := the old slot 0, with the filtered rows alongside.
@@ -219,11 +210,12 @@ int32_t PushBicubic(const void* line, EXBICUBIC_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady > 0) return kErrArgument;
     if (h->lNextDst >= h->destination.lHeight) return kErrMoment;
-    const int32_t* rows = h->pRowMap;
+    const int64_t* rows = h->pRowMap;
     const int32_t lastLine = h->source.lHeight - 1;
     const int32_t ready = CountReadyLines(h->lNextSrc, h->source.lHeight, h->lNextDst,
                                           h->destination.lHeight, [rows, lastLine](int32_t k) {
-                                              const int32_t lowest = (rows[k] >> kPhaseBits) + 2;
+                                              const int32_t lowest =
+                                                  int32_t(rows[k] >> kPhaseBits) + 2;
                                               return lowest < lastLine ? lowest : lastLine;
                                           });
     RotateBand(h);
@@ -268,15 +260,20 @@ template <typename Sample>
 int32_t PullBicubic(void* line, EXBICUBIC_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady < 1) return kErrMoment;
-    const int32_t position = h->pRowMap[h->lNextDst];
-    SettleBandAtEnd(h, position >> kPhaseBits);
-    FilterLine(static_cast<Sample*>(line), h, position & kPhaseMask);
+    const int64_t position = h->pRowMap[h->lNextDst];
+    SettleBandAtEnd(h, int32_t(position >> kPhaseBits));
+    FilterLine(static_cast<Sample*>(line), h, int32_t(position & kPhaseMask));
     ++h->lNextDst;
     --h->lReady;
     return 0;
 }
 
 }  // namespace
+
+namespace vxresample {
+const BicubicKernels kBicubicPlain = {{PlainOps<uint8_t>(), PlainOps<uint16_t>()},
+                                      HorizontalSumsLine};
+}  // namespace vxresample
 
 extern "C" {
 
@@ -291,9 +288,9 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 4)));
     h->pColumnIndex = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pColumnPhase = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
-    h->pRowMap = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 4)));
+    h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
     h->pColumns = static_cast<int32_t*>(
-        AllocZeroed(CheckedBytes((int64_t(source->lWidth) + 3) * h->lChannels, 4)));
+        AllocZeroed(CheckedBytes((int64_t(source->lWidth) + 3) * h->lChannels, 4) + kGatherSlack));
     h->pLineUsed = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(source->lHeight, 1)));
     h->bAcrossFirst = destination->lWidth > source->lWidth ? 1 : 0;
     const int64_t rowSamples = int64_t(destination->lWidth) * h->lChannels;
@@ -310,10 +307,13 @@ int32_t ExCreateBicubicHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     }
     for (int i = 0; i < 4; ++i)
         h->pSlot[i] = h->pBlock + i * slot;
-    BuildPhasePositions(source->lWidth, destination->lWidth, h->pColumnIndex);
-    for (int32_t x = 0; x < destination->lWidth; ++x) {
-        h->pColumnPhase[x] = h->pColumnIndex[x] & kPhaseMask;
-        h->pColumnIndex[x] >>= kPhaseBits;
+    BuildColumnPhases(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnPhase);
+    h->pKernels = VectorIndexable(source->lWidth, h->lChannels) ? &BicubicKernelsForNewHandles()
+                                                                : &kBicubicPlain;
+    if (!BuildAcrossMap(h->pColumnIndex, h->pColumnPhase, destination->lWidth, h->lChannels,
+                        h->pSampleFirst, h->pSamplePhase, h->across)) {
+        ExDisposeBicubicHandle(h);
+        return kErrMemory;
     }
     BuildPhasePositions(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
@@ -332,6 +332,8 @@ int32_t ExDisposeBicubicHandle(EXBICUBIC_HANDLE* handle) {
     ExMemFree(handle->pBlock);
     ExMemFree(handle->pLineUsed);
     ExMemFree(handle->pRowBlock);
+    ExMemFree(handle->pSampleFirst);
+    ExMemFree(handle->pSamplePhase);
     ExMemFree(handle);
     return 0;
 }

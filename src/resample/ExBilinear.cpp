@@ -15,6 +15,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -29,18 +30,20 @@ BlendStrategy StrategyFor(int32_t sourceWidth, int32_t destinationWidth) {
 }
 
 // Corner-aligned position of every destination index, 10 fraction bits:
-// (i × (S − 1) × 1024) div (D − 1).
+// (i × (S − 1) × 1024) div (D − 1), split into the source pixel and the fraction.
 void BuildLinearPositions(int32_t source, int32_t destination, int32_t* index, int32_t* fraction) {
     const int64_t span = int64_t(source - 1) * kLinearOne;
     for (int32_t i = 0; i < destination; ++i) {
-        const int32_t p = ScaledPosition(i, span, destination - 1);
-        if (fraction == nullptr) {
-            index[i] = p;
-        } else {
-            index[i] = p >> kLinearBits;
-            fraction[i] = p & kLinearMask;
-        }
+        const int64_t p = ScaledPosition(i, span, destination - 1);
+        index[i] = int32_t(p >> kLinearBits);
+        fraction[i] = int32_t(p & kLinearMask);
     }
+}
+
+void BuildLinearRowMap(int32_t source, int32_t destination, int64_t* position) {
+    const int64_t span = int64_t(source - 1) * kLinearOne;
+    for (int32_t i = 0; i < destination; ++i)
+        position[i] = ScaledPosition(i, span, destination - 1);
 }
 
 // A source line is read when it is the upper line of some destination line, or its lower
@@ -48,7 +51,7 @@ void BuildLinearPositions(int32_t source, int32_t destination, int32_t* index, i
 void MarkUsedLines(const EXBILINEAR_HANDLE* h, unsigned char* used) {
     const int32_t last = h->source.lHeight - 1;
     for (int32_t k = 0; k < h->destination.lHeight; ++k) {
-        const int32_t y0 = h->pRowMap[k] >> kLinearBits;
+        const int32_t y0 = int32_t(h->pRowMap[k] >> kLinearBits);
         used[y0] = 1;
         if ((h->pRowMap[k] & kLinearMask) != 0) used[y0 < last ? y0 + 1 : last] = 1;
     }
@@ -68,15 +71,14 @@ struct BlendTraits<uint16_t> {
 };
 
 template <typename Sample, int Channels>
-void BlendDirect(Sample* out, const Sample* upper, const Sample* lower, const int32_t* columnIndex,
-                 const int32_t* columnFraction, int32_t width, uint32_t fy,
-                 int32_t channelsAtRuntime) {
+void BlendDirect(Sample* out, const Sample* upper, const Sample* lower, const AcrossMap& map,
+                 uint32_t fy) {
     using Wide = typename BlendTraits<Sample>::Wide;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
     const Wide gy = Wide(kLinearOne - fy);
-    for (int32_t x = 0; x < width; ++x) {
-        const int64_t s = int64_t(columnIndex[x]) * channels;
-        const uint32_t fx = uint32_t(columnFraction[x]);
+    for (int32_t x = 0; x < map.width; ++x) {
+        const int64_t s = int64_t(map.index[x]) * channels;
+        const uint32_t fx = uint32_t(map.weight[x]);
         const uint32_t gx = uint32_t(kLinearOne) - fx;
         const Sample* u = upper + s;
         const Sample* l = lower + s;
@@ -99,13 +101,12 @@ void BlendVertically(uint32_t* blend, const Sample* upper, const Sample* lower, 
 
 // Second half of the vertical-first order: weighted neighbours of an already blended row.
 template <typename Sample, int Channels>
-void BlendAcross(Sample* out, const uint32_t* blend, const int32_t* columnIndex,
-                 const int32_t* columnFraction, int32_t width, int32_t channelsAtRuntime) {
+void BlendAcross(Sample* out, const uint32_t* blend, const AcrossMap& map) {
     using Wide = typename BlendTraits<Sample>::Wide;
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const uint32_t* v = blend + int64_t(columnIndex[x]) * channels;
-        const Wide fx = Wide(columnFraction[x]);
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const uint32_t* v = blend + int64_t(map.index[x]) * channels;
+        const Wide fx = Wide(map.weight[x]);
         const Wide gx = Wide(kLinearOne) - fx;
         for (int32_t c = 0; c < channels; ++c)
             out[c] = Sample((gx * v[c] + fx * v[c + channels] + kProductHalf) >> kProductBits);
@@ -115,12 +116,11 @@ void BlendAcross(Sample* out, const uint32_t* blend, const int32_t* columnIndex,
 
 // First half of the horizontal-first order: one source line blended across, unrounded.
 template <typename Sample, int Channels>
-void InterpolateAcross(uint32_t* row, const Sample* line, const int32_t* columnIndex,
-                       const int32_t* columnFraction, int32_t width, int32_t channelsAtRuntime) {
-    const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
-    for (int32_t x = 0; x < width; ++x) {
-        const Sample* p = line + int64_t(columnIndex[x]) * channels;
-        const uint32_t fx = uint32_t(columnFraction[x]);
+void InterpolateAcross(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const Sample* p = line + int64_t(map.index[x]) * channels;
+        const uint32_t fx = uint32_t(map.weight[x]);
         const uint32_t gx = uint32_t(kLinearOne) - fx;
         for (int32_t c = 0; c < channels; ++c)
             row[c] = gx * p[c] + fx * p[c + channels];
@@ -137,57 +137,53 @@ void BlendRows(Sample* out, const uint32_t* upper, const uint32_t* lower, int64_
         out[i] = Sample((gy * upper[i] + Wide(fy) * lower[i] + kProductHalf) >> kProductBits);
 }
 
-// Runs `Kernel<Sample, channels>` with the channel count as a constant for 1-4.
-#define VX_BY_CHANNELS(kernel, channels, ...)         \
-    switch (channels) {                               \
-        case 1:                                       \
-            kernel<Sample, 1>(__VA_ARGS__, 1);        \
-            break;                                    \
-        case 2:                                       \
-            kernel<Sample, 2>(__VA_ARGS__, 2);        \
-            break;                                    \
-        case 3:                                       \
-            kernel<Sample, 3>(__VA_ARGS__, 3);        \
-            break;                                    \
-        case 4:                                       \
-            kernel<Sample, 4>(__VA_ARGS__, 4);        \
-            break;                                    \
-        default:                                      \
-            kernel<Sample, 0>(__VA_ARGS__, channels); \
-            break;                                    \
-    }
+template <typename Sample>
+void BlendAcrossLine(Sample* out, const uint32_t* blend, const AcrossMap& map) {
+    VX_BY_CHANNELS(BlendAcross, map.channels, out, blend, map)
+}
+template <typename Sample>
+void InterpolateAcrossLine(uint32_t* row, const Sample* line, const AcrossMap& map) {
+    VX_BY_CHANNELS(InterpolateAcross, map.channels, row, line, map)
+}
+template <typename Sample>
+void BlendDirectLine(Sample* out, const Sample* upper, const Sample* lower, const AcrossMap& map,
+                     uint32_t fy) {
+    VX_BY_CHANNELS(BlendDirect, map.channels, out, upper, lower, map, fy)
+}
+
+template <typename Sample>
+constexpr BilinearOps<Sample> PlainOps() {
+    return {BlendRows<Sample>, BlendVertically<Sample>, BlendAcrossLine<Sample>,
+            InterpolateAcrossLine<Sample>, BlendDirectLine<Sample>};
+}
 
 template <typename Sample>
 void TakeLine(EXBILINEAR_HANDLE* h, const void* line) {
-    const int32_t ch = h->lChannels;
     // Into the slot first: its spare pixel is the right neighbour of the last column, which the
     // caller's line does not have.
-    std::memcpy(h->pLower, line, size_t(h->source.lWidth) * ch * sizeof(Sample));
-    if (h->lStrategy == kHorizontalFirst) {
-        VX_BY_CHANNELS(InterpolateAcross, ch, h->pRowLower,
-                       reinterpret_cast<const Sample*>(h->pLower), h->pColumnIndex,
-                       h->pColumnFraction, h->destination.lWidth)
-    }
+    std::memcpy(h->pLower, line, size_t(h->source.lWidth) * h->lChannels * sizeof(Sample));
+    if (h->lStrategy == kHorizontalFirst)
+        h->pKernels->For<Sample>().interpolateAcross(
+            h->pRowLower, reinterpret_cast<const Sample*>(h->pLower), h->across);
 }
 
 template <typename Sample>
 void BlendLine(Sample* out, const EXBILINEAR_HANDLE* h, uint32_t fy) {
     const int32_t ch = h->lChannels;
-    const int32_t w = h->destination.lWidth;
     const Sample* upper = reinterpret_cast<const Sample*>(h->pUpper);
     const Sample* lower = reinterpret_cast<const Sample*>(h->pLower);
+    const BilinearOps<Sample>& ops = h->pKernels->For<Sample>();
     switch (h->lStrategy) {
         case kHorizontalFirst:
-            BlendRows(out, h->pRowUpper, h->pRowLower, int64_t(w) * ch, fy);
+            ops.blendRows(out, h->pRowUpper, h->pRowLower, int64_t(h->destination.lWidth) * ch, fy);
             break;
         case kVerticalFirst:
             // The spare pixel is blended too: the right neighbour of the last column.
-            BlendVertically(h->pBlend, upper, lower, (int64_t(h->source.lWidth) + 1) * ch, fy);
-            VX_BY_CHANNELS(BlendAcross, ch, out, h->pBlend, h->pColumnIndex, h->pColumnFraction, w)
+            ops.blendVertically(h->pBlend, upper, lower, (int64_t(h->source.lWidth) + 1) * ch, fy);
+            ops.blendAcross(out, h->pBlend, h->across);
             break;
         default:
-            VX_BY_CHANNELS(BlendDirect, ch, out, upper, lower, h->pColumnIndex, h->pColumnFraction,
-                           w, fy)
+            ops.blendDirect(out, upper, lower, h->across, fy);
             break;
     }
 }
@@ -197,11 +193,12 @@ int32_t PushBilinear(const void* line, EXBILINEAR_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady > 0) return kErrArgument;
     if (h->lNextDst >= h->destination.lHeight) return kErrMoment;
-    const int32_t* rows = h->pRowMap;
+    const int64_t* rows = h->pRowMap;
     const int32_t lastLine = h->source.lHeight - 1;
     const int32_t ready = CountReadyLines(h->lNextSrc, h->source.lHeight, h->lNextDst,
                                           h->destination.lHeight, [rows, lastLine](int32_t k) {
-                                              const int32_t below = (rows[k] >> kLinearBits) + 1;
+                                              const int32_t below =
+                                                  int32_t(rows[k] >> kLinearBits) + 1;
                                               return below < lastLine ? below : lastLine;
                                           });
     unsigned char* older = h->pLower;
@@ -229,10 +226,10 @@ template <typename Sample>
 int32_t PullBilinear(void* line, EXBILINEAR_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady < 1) return kErrMoment;
-    const int32_t position = h->pRowMap[h->lNextDst];
+    const int64_t position = h->pRowMap[h->lNextDst];
     // Once the source is exhausted the band cannot move on by pushing; the last line then
     // serves as both neighbours.
-    const int32_t d = (position >> kLinearBits) - h->lBandBase;
+    const int32_t d = int32_t(position >> kLinearBits) - h->lBandBase;
     if (d >= -1 && h->lNextSrc == h->source.lHeight) {
         if (d == -1) {
             h->pUpper = h->pLower;
@@ -247,6 +244,10 @@ int32_t PullBilinear(void* line, EXBILINEAR_HANDLE* h) {
 }
 
 }  // namespace
+
+namespace vxresample {
+const BilinearKernels kBilinearPlain = {PlainOps<uint8_t>(), PlainOps<uint16_t>()};
+}  // namespace vxresample
 
 extern "C" {
 
@@ -264,10 +265,11 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
             1) &
         ~size_t(3);
     h->lSlotBytes = int32_t(slot);
-    h->pBlock = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 2)));
+    h->pBlock =
+        static_cast<unsigned char*>(AllocZeroed(CheckedBytes(int64_t(slot), 2) + kGatherSlack));
     h->pColumnIndex = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
     h->pColumnFraction = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lWidth, 4)));
-    h->pRowMap = static_cast<int32_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 4)));
+    h->pRowMap = static_cast<int64_t*>(AllocZeroed(CheckedBytes(destination->lHeight, 8)));
     h->pLineUsed = static_cast<unsigned char*>(AllocZeroed(CheckedBytes(source->lHeight, 1)));
     bool ready = slot <= size_t(INT32_MAX) && h->pBlock != nullptr && h->pColumnIndex != nullptr &&
                  h->pColumnFraction != nullptr && h->pRowMap != nullptr && h->pLineUsed != nullptr;
@@ -290,7 +292,21 @@ int32_t ExCreateBilinearHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* des
     h->pUpper = h->pBlock;
     h->pLower = h->pBlock + slot;
     BuildLinearPositions(source->lWidth, destination->lWidth, h->pColumnIndex, h->pColumnFraction);
-    BuildLinearPositions(source->lHeight, destination->lHeight, h->pRowMap, nullptr);
+    h->pKernels =
+        VectorIndexable(source->lWidth, ch) ? &BilinearKernelsForNewHandles() : &kBilinearPlain;
+    if (!BuildAcrossMap(h->pColumnIndex, h->pColumnFraction, destination->lWidth, ch,
+                        h->pSampleFirst, h->pSampleFraction, h->across) ||
+        (IsEightBit(source->ulFormat) &&
+         !BuildPairWindows(h->across, h->pWindowBase, h->pWindowShuffle))) {
+        ExDisposeBilinearHandle(h);
+        return kErrMemory;
+    }
+    // With both taps in reach of a shuffle, the direct order reads fewer bytes than
+    // blending the whole band down first; the integers are the same.
+    if (h->lStrategy == kVerticalFirst && h->pKernels != &kBilinearPlain &&
+        h->across.windowBase != nullptr)
+        h->lStrategy = kDirect;
+    BuildLinearRowMap(source->lHeight, destination->lHeight, h->pRowMap);
     MarkUsedLines(h, h->pLineUsed);
     *handle = h;
     return 0;
@@ -305,6 +321,10 @@ int32_t ExDisposeBilinearHandle(EXBILINEAR_HANDLE* handle) {
     ExMemFree(handle->pLineUsed);
     ExMemFree(handle->pBlend);
     ExMemFree(handle->pRowBlock);
+    ExMemFree(handle->pSampleFirst);
+    ExMemFree(handle->pSampleFraction);
+    ExMemFree(handle->pWindowBase);
+    ExMemFree(handle->pWindowShuffle);
     ExMemFree(handle);
     return 0;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "resample/ResampleKernels.h"
 #include "vandrel/ExResize.h"
 
 typedef int32_t (*ExEnginePush)(const void* line, void* engine);
@@ -40,8 +41,11 @@ struct EXNEAREST_HANDLE {
     int32_t lNextSrc;
     int32_t lReady;
     int32_t lPushed;
-    int32_t* pColumnMap;  // source column per destination column
-    int32_t* pRowMap;     // source line per destination line
+    int32_t* pColumnMap;                         // source column per destination column
+    int32_t* pRowMap;                            // source line per destination line
+    const vxresample::NearestKernels* pKernels;  // chosen when the handle is made
+    vxresample::AcrossMap across;                // the column map, also flattened per sample
+    int32_t* pSampleFirst;
 };
 
 struct EXBILINEAR_HANDLE {
@@ -58,7 +62,7 @@ struct EXBILINEAR_HANDLE {
     int32_t lBandBase;
     int32_t* pColumnIndex;     // source pixel left of each destination column
     int32_t* pColumnFraction;  // 0-1023 towards the right neighbour
-    int32_t* pRowMap;          // source line position, 10 fraction bits
+    int64_t* pRowMap;          // source line position, 10 fraction bits
     int32_t lSlotBytes;
     // How a line is blended; every order gives the same integers (see ExBilinear.cpp).
     int32_t lStrategy;
@@ -67,6 +71,12 @@ struct EXBILINEAR_HANDLE {
     uint32_t* pRowBlock;       // two horizontally blended lines (horizontal-first order)
     uint32_t* pRowUpper;
     uint32_t* pRowLower;
+    const vxresample::BilinearKernels* pKernels;  // chosen when the handle is made
+    vxresample::AcrossMap across;                 // the column maps, also flattened per sample
+    int32_t* pSampleFirst;
+    int32_t* pSampleFraction;
+    int32_t* pWindowBase;  // 8-bit lines: the pair windows of the across map
+    uint8_t* pWindowShuffle;
 };
 
 struct EXBICUBIC_HANDLE {
@@ -82,7 +92,7 @@ struct EXBICUBIC_HANDLE {
     int32_t lBandBase;
     int32_t* pColumnIndex;
     int32_t* pColumnPhase;            // 0-63
-    int32_t* pRowMap;                 // source line position, 6 fraction bits
+    int64_t* pRowMap;                 // source line position, 6 fraction bits
     int32_t* pColumns;                // vertical pass: (width + 3) pixels, one pad left, two right
     const int16_t (*pHorizontal)[4];  // first row of the horizontal sub-table
     const int16_t (*pVertical)[4];    // first row of the vertical sub-table
@@ -92,6 +102,10 @@ struct EXBICUBIC_HANDLE {
     int32_t bAcrossFirst;
     int32_t* pRowBlock;
     int32_t* pRow[4];  // filtered rows of slot 0 to 3, destination width × channels
+    const vxresample::BicubicKernels* pKernels;  // chosen when the handle is made
+    vxresample::AcrossMap across;                // the column maps, also flattened per sample
+    int32_t* pSampleFirst;
+    int32_t* pSamplePhase;
 };
 
 struct EXSMOOTHLINE_HANDLE {
@@ -109,6 +123,7 @@ struct EXSMOOTHLINE_HANDLE {
     int32_t (*pfnPull)(void* line, EXSMOOTHLINE_HANDLE* handle);
     unsigned char* pReduced;  // where the resize handle receives reduced lines
     uint32_t* pColumnSums;    // source width × channels: the block's lines added up
+    const vxresample::SmoothKernels* pKernels;  // chosen when the handle is made
 };
 
 #endif

@@ -4,6 +4,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -19,44 +20,19 @@ int32_t* BuildNearestMap(int32_t source, int32_t destination) {
 }
 
 template <typename Sample, int Channels>
-void GatherPixels(Sample* out, const Sample* line, const int32_t* columnMap, int32_t width) {
-    for (int32_t x = 0; x < width; ++x) {
-        const Sample* pixel = line + int64_t(columnMap[x]) * Channels;
-        for (int c = 0; c < Channels; ++c)
+void GatherPixels(Sample* out, const Sample* line, const AcrossMap& map) {
+    const int32_t channels = Channels > 0 ? Channels : map.channels;
+    for (int32_t x = 0; x < map.width; ++x) {
+        const Sample* pixel = line + int64_t(map.index[x]) * channels;
+        for (int c = 0; c < channels; ++c)
             out[c] = pixel[c];
-        out += Channels;
-    }
-}
-
-template <typename Sample>
-void GatherPixelsAnyChannels(Sample* out, const Sample* line, const int32_t* columnMap,
-                             int32_t width, int32_t channels) {
-    for (int32_t x = 0; x < width; ++x) {
-        std::memcpy(out, line + int64_t(columnMap[x]) * channels, sizeof(Sample) * channels);
         out += channels;
     }
 }
 
 template <typename Sample>
-void GatherLine(Sample* out, const EXNEAREST_HANDLE* h) {
-    const Sample* line = reinterpret_cast<const Sample*>(h->pLine);
-    const int32_t width = h->destination.lWidth;
-    switch (h->lChannels) {
-        case 1:
-            GatherPixels<Sample, 1>(out, line, h->pColumnMap, width);
-            break;
-        case 2:
-            GatherPixels<Sample, 2>(out, line, h->pColumnMap, width);
-            break;
-        case 3:
-            GatherPixels<Sample, 3>(out, line, h->pColumnMap, width);
-            break;
-        case 4:
-            GatherPixels<Sample, 4>(out, line, h->pColumnMap, width);
-            break;
-        default:
-            GatherPixelsAnyChannels(out, line, h->pColumnMap, width, h->lChannels);
-    }
+void GatherLine(Sample* out, const Sample* line, const AcrossMap& map) {
+    VX_BY_CHANNELS(GatherPixels, map.channels, out, line, map)
 }
 
 template <typename Sample>
@@ -81,13 +57,18 @@ template <typename Sample>
 int32_t PullNearest(void* line, EXNEAREST_HANDLE* h) {
     if (line == nullptr) return kErrNullBuffer;
     if (h->lReady < 1) return kErrMoment;
-    GatherLine(static_cast<Sample*>(line), h);
+    h->pKernels->For<Sample>().gather(static_cast<Sample*>(line),
+                                      reinterpret_cast<const Sample*>(h->pLine), h->across);
     ++h->lNextDst;
     --h->lReady;
     return 0;
 }
 
 }  // namespace
+
+namespace vxresample {
+const NearestKernels kNearestPlain = {{GatherLine<uint8_t>}, {GatherLine<uint16_t>}};
+}  // namespace vxresample
 
 extern "C" {
 
@@ -97,13 +78,19 @@ int32_t ExCreateNearestHandle(const EXIMAGEINFO* source, const EXIMAGEINFO* dest
     auto* h = NewEngineHandle<EXNEAREST_HANDLE>(source, destination);
     if (h == nullptr) return kErrMemory;
     h->pLine = static_cast<unsigned char*>(AllocZeroed(
-        CheckedBytes(int64_t(source->lWidth) * h->lChannels, KernelSampleBytes(source->ulFormat))));
+        CheckedBytes(int64_t(source->lWidth) * h->lChannels, KernelSampleBytes(source->ulFormat)) +
+        kGatherSlack));
     h->pColumnMap = BuildNearestMap(source->lWidth, destination->lWidth);
     h->pRowMap = BuildNearestMap(source->lHeight, destination->lHeight);
-    if (h->pLine == nullptr || h->pColumnMap == nullptr || h->pRowMap == nullptr) {
+    int32_t* noWeights = nullptr;
+    if (h->pLine == nullptr || h->pColumnMap == nullptr || h->pRowMap == nullptr ||
+        !BuildAcrossMap(h->pColumnMap, nullptr, destination->lWidth, h->lChannels, h->pSampleFirst,
+                        noWeights, h->across)) {
         ExDisposeNearestHandle(h);
         return kErrMemory;
     }
+    h->pKernels = VectorIndexable(source->lWidth, h->lChannels) ? &NearestKernelsForNewHandles()
+                                                                : &kNearestPlain;
     *handle = h;
     return 0;
 }
@@ -113,6 +100,7 @@ int32_t ExDisposeNearestHandle(EXNEAREST_HANDLE* handle) {
     ExMemFree(handle->pColumnMap);
     ExMemFree(handle->pRowMap);
     ExMemFree(handle->pLine);
+    ExMemFree(handle->pSampleFirst);
     ExMemFree(handle);
     return 0;
 }

@@ -5,6 +5,7 @@
 
 #include "resample/ExHandles.h"
 #include "resample/ResampleCommon.h"
+#include "resample/ResampleKernels.h"
 
 using namespace vxresample;
 
@@ -44,7 +45,7 @@ void AddLine(uint32_t* columnSums, const Sample* line, int64_t count) {
         columnSums[i] += line[i];
 }
 
-template <int Channels>
+template <typename Sample, int Channels>
 void FoldColumns(uint32_t* sums, const uint32_t* columnSums, int32_t width, int32_t factor,
                  int32_t channelsAtRuntime) {
     const int32_t channels = Channels > 0 ? Channels : channelsAtRuntime;
@@ -60,25 +61,26 @@ void FoldColumns(uint32_t* sums, const uint32_t* columnSums, int32_t width, int3
     }
 }
 
+void FoldColumnsLine(uint32_t* sums, const uint32_t* columnSums, int32_t width, int32_t factor,
+                     int32_t channels) {
+    using Sample = uint32_t;  // the channel switch names it; the sums are all 32-bit
+    VX_BY_CHANNELS(FoldColumns, channels, sums, columnSums, width, factor, channels)
+}
+
+// Both factors are powers of two, so the truncating division by the block area is a shift.
+template <typename Sample>
+void Narrow(Sample* out, const uint32_t* sums, int64_t count, int32_t shift) {
+    for (int64_t i = 0; i < count; ++i)
+        out[i] = Sample(sums[i] >> shift);
+}
+
+template <typename Sample>
+constexpr SmoothOps<Sample> PlainOps() {
+    return {AddLine<Sample>, Narrow<Sample>};
+}
+
 void FoldBlock(EXSMOOTHLINE_HANDLE* h) {
-    const int32_t w = h->output.lWidth;
-    const int32_t f = h->lFactorX;
-    switch (h->lChannels) {
-        case 1:
-            FoldColumns<1>(h->pSums, h->pColumnSums, w, f, 1);
-            break;
-        case 2:
-            FoldColumns<2>(h->pSums, h->pColumnSums, w, f, 2);
-            break;
-        case 3:
-            FoldColumns<3>(h->pSums, h->pColumnSums, w, f, 3);
-            break;
-        case 4:
-            FoldColumns<4>(h->pSums, h->pColumnSums, w, f, 4);
-            break;
-        default:
-            FoldColumns<0>(h->pSums, h->pColumnSums, w, f, h->lChannels);
-    }
+    h->pKernels->foldColumns(h->pSums, h->pColumnSums, h->output.lWidth, h->lFactorX, h->lChannels);
     std::memset(h->pColumnSums, 0, UsedColumnSamples(h) * sizeof(uint32_t));
 }
 
@@ -92,7 +94,8 @@ int32_t PushSmooth(const void* line, EXSMOOTHLINE_HANDLE* h) {
         ++h->lPushed;
         return 1;
     }
-    AddLine(h->pColumnSums, static_cast<const Sample*>(line), int64_t(UsedColumnSamples(h)));
+    h->pKernels->For<Sample>().addLine(h->pColumnSums, static_cast<const Sample*>(line),
+                                       int64_t(UsedColumnSamples(h)));
     ++h->lAccumulated;
     h->bComplete = (h->lAccumulated % h->lFactorY == 0) ? 1 : 0;
     if (h->bComplete != 0) FoldBlock(h);
@@ -108,15 +111,17 @@ int32_t PullSmooth(void* line, EXSMOOTHLINE_HANDLE* h) {
             std::memcpy(line, h->pReduced, ReducedLineBytes(h, sizeof(Sample)));
         return 0;
     }
-    // Both factors are powers of two, so the truncating division by the block area is a shift.
-    const int shift = __builtin_ctz(uint32_t(h->lFactorX) * uint32_t(h->lFactorY));
-    const int64_t count = int64_t(h->output.lWidth) * h->lChannels;
-    for (int64_t i = 0; i < count; ++i)
-        out[i] = Sample(h->pSums[i] >> shift);
+    const int32_t shift = __builtin_ctz(uint32_t(h->lFactorX) * uint32_t(h->lFactorY));
+    h->pKernels->For<Sample>().narrow(out, h->pSums, int64_t(h->output.lWidth) * h->lChannels,
+                                      shift);
     return 0;
 }
 
 }  // namespace
+
+namespace vxresample {
+const SmoothKernels kSmoothPlain = {{PlainOps<uint8_t>(), PlainOps<uint16_t>()}, FoldColumnsLine};
+}  // namespace vxresample
 
 extern "C" {
 
@@ -142,6 +147,7 @@ int32_t ExCreateSmoothLineHandle(const EXIMAGEINFO* source, EXIMAGEINFO* target,
     h->lChannels = ChannelsOf(source->ulFormat);
     h->lFactorX = fx;
     h->lFactorY = fy;
+    h->pKernels = &SmoothKernelsForNewHandles();
     const int64_t samples = int64_t(target->lWidth) * h->lChannels;
     h->pSums = static_cast<uint32_t*>(AllocZeroed(CheckedBytes(samples, 4)));
     h->pReduced = static_cast<unsigned char*>(

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "platform/CpuFeatures.h"
 #include "vandrel/Status.h"
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -625,8 +626,7 @@ VX_AVX2 int32_t NativeToRgb8Avx2(uint8_t* dst, const uint8_t* src, int32_t count
 }
 
 bool DetectAvx2() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2");
+    return CpuHasAvx2();
 }
 
 #else

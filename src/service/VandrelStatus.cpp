@@ -121,6 +121,8 @@ int32_t CVandrel::GetFileStatus(int32_t handle, CUImageFileStatus* status) {
 
     CUFileInfo fileInfo;
     // A file whose attributes cannot be read has no version to compare: the codec is asked.
+    // Comparing anyway would match the empty information against a handle's empty cache and
+    // answer an empty status as success.
     const bool known = GetFileInfo(instance->GetFileName(), &fileInfo) == 1;
     status->fileInfo = fileInfo;
     if (known && fileInfo.SameVersionAs(cached.status.fileInfo)) {

@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <string>
 #include <vector>
 
 #include "ContainerTestSupport.h"
@@ -44,6 +48,39 @@ TEST(ContainerPaging, PageOutWritesEveryPieceAndTheFileGoesWithClearCreateAndDel
     ASSERT_TRUE(vxtest::FillWithPattern(*c));
     c.reset();
     EXPECT_TRUE(tmp.PageFiles().empty());
+}
+
+// Decoded pixels stay private on a shared temporary folder: the page file is a regular file
+// of its own (links planted at the names it could take are left alone), readable by its owner
+// only.
+TEST(ContainerPaging, ThePageFileIsPrivateAndNeverWrittenThroughALink) {
+    vxtest::ScopedTempDir tmp;
+    const std::string victim = tmp.path() + "/victim";
+    vxtest::WriteFile(victim, "keep");
+    const long now = long(::time(nullptr));
+    for (long second = now; second <= now + 2; ++second) {
+        for (int n = 0; n < 4; ++n) {
+            char name[64];
+            std::snprintf(name, sizeof name, "/vxtmp%ld%06d.tmp", second, n);
+            ASSERT_EQ(::symlink(victim.c_str(), (tmp.path() + name).c_str()), 0);
+        }
+    }
+    const size_t planted = tmp.PageFiles().size();
+    ContainerPtr c = MakeContainer(MakeInfo(300, 300, 24), 1, 128);
+    ASSERT_TRUE(c);
+    ASSERT_TRUE(vxtest::FillWithPattern(*c));
+    ASSERT_EQ(c->PageOut(), 1);
+    ASSERT_EQ(tmp.PageFiles().size(), planted + 1);
+    for (const std::string& file : tmp.PageFiles()) {
+        struct stat st;
+        ASSERT_EQ(::lstat(file.c_str(), &st), 0);
+        if (S_ISLNK(st.st_mode)) continue;
+        EXPECT_TRUE(S_ISREG(st.st_mode)) << file;
+        EXPECT_EQ(st.st_mode & 0777, 0600u) << file;
+    }
+    EXPECT_EQ(vxtest::ReadFile(victim), "keep");
+    c.reset();
+    EXPECT_EQ(tmp.PageFiles().size(), planted);
 }
 
 // A temporary folder that cannot hold files: a regular file stands where the folder should be,

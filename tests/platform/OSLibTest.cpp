@@ -65,6 +65,30 @@ TEST(OSLibSeek, SeekingPastTheEndExtendsTheFile) {
     EXPECT_EQ(VxFtell(f.handle), 3);
 }
 
+// A 'b' anywhere in the mode is ignored, so "rb+" and "r+b" write like "r+"; a position mode
+// outside 1-3 is refused rather than taken as "from the start".
+TEST(OSLibOpen, ABAnywhereIsIgnoredAndUnknownSeekOriginsFail) {
+    vxtest::ScratchDir dir;
+    const std::string path = dir.file("m.bin");
+    const struct {
+        const char* mode;
+        int32_t written;
+    } cases[] = {{"r", 0}, {"rb", 0}, {"r+", 1}, {"rb+", 1}, {"r+b", 1}};
+    for (const auto& c : cases) {
+        vxtest::WriteFile(path, "abc");
+        OpenFile f;
+        ASSERT_EQ(VxFopen(&f.handle, path.c_str(), c.mode), 1) << c.mode;
+        EXPECT_EQ(VxFwrite(f.handle, "x", 1), c.written) << c.mode;
+    }
+    OpenFile f;
+    ASSERT_EQ(VxFopen(&f.handle, path.c_str(), "r"), 1);
+    for (int origin : {0, 4, -1}) {
+        int32_t position = -7;
+        EXPECT_EQ(VxFseek(f.handle, 1, VxfsOrigin(origin), &position), 0) << origin;
+        EXPECT_EQ(position, -7);
+    }
+}
+
 // Short reads return what was there; handles below one are harmless.
 TEST(OSLibRead, ShortReadsAndHandlesBelowOne) {
     vxtest::ScratchDir dir;

@@ -108,6 +108,18 @@ inline IPlugIn* Png() {
 inline IPlugIn* Tiff() {
     return CodecPrototype("VxTiff");
 }
+inline IPlugIn* Heif() {
+    return CodecPrototype("VxHeif");
+}
+inline IPlugIn* Avif() {
+    return CodecPrototype("VxAvif");
+}
+inline IPlugIn* Webp() {
+    return CodecPrototype("VxWebp");
+}
+inline IPlugIn* Gif() {
+    return CodecPrototype("VxGif");
+}
 
 // An instance that dies through Delete() like the service's.
 class Instance {

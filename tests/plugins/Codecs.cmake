@@ -1,6 +1,7 @@
 # The codec tests drive the real plug-in modules and make their own odd inputs (progressive and
-# CMYK JPEGs, interlaced PNGs, tiled TIFFs) with the codec libraries directly. The test program
-# is made by the parent folder after this part runs, so the wiring waits until then.
+# CMYK JPEGs, interlaced PNGs, tiled TIFFs, GIFs with transparency) with the codec libraries
+# directly. The test program is made by the parent folder after this part runs, so the wiring
+# waits until then.
 function(vandrel_wire_codec_tests)
   if(NOT TARGET test_plugins)
     return()
@@ -9,11 +10,12 @@ function(vandrel_wire_codec_tests)
   find_package(JPEG REQUIRED)
   find_package(PNG REQUIRED)
   find_package(TIFF REQUIRED)
-  foreach(_module VxJpeg VxPng VxTiff)
+  find_package(GIF REQUIRED)
+  foreach(_module VxJpeg VxPng VxTiff VxHeif VxAvif VxWebp VxGif)
     if(TARGET ${_module})
       add_dependencies(test_plugins ${_module})
     endif()
   endforeach()
-  target_link_libraries(test_plugins PRIVATE JPEG::JPEG PNG::PNG TIFF::TIFF)
+  target_link_libraries(test_plugins PRIVATE JPEG::JPEG PNG::PNG TIFF::TIFF GIF::GIF)
 endfunction()
 cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR}/tests CALL vandrel_wire_codec_tests)

@@ -79,6 +79,34 @@ TEST(ResampleEngines, BicubicReductionOfTenLinesToFourEndsOnLineEight) {
             EXPECT_EQ(run.image.at(x, y, 0), src.at(x, expectedLine[y], 0)) << y;
 }
 
+// Fixed-point positions of a side of 2^21 + 1 pixels pass 2^31 (10 fraction bits); one grey
+// line or column of that length keeps the images small enough to check against the oracle.
+TEST(ResampleEngines, SidesBeyondTwoMillionPixelsResizeLikeTheOracle) {
+    const Geometry sizes[] = {{4, 2097153, 4, 8}, {2200000, 4, 5, 4}};
+    for (const Geometry& g : sizes) {
+        const oracle::Image src = driver::Noise(g.sw, g.sh, 1, 8, 5);
+        for (int method = 0; method <= 7; ++method) {
+            SCOPED_TRACE(::testing::Message() << g.sw << "x" << g.sh << " method " << method);
+            const driver::Run run = driver::Resize(src, 8, g.dw, g.dh, method);
+            ASSERT_EQ(run.begin, 0);
+            ASSERT_EQ(run.linesOut, g.dh);
+            EXPECT_EQ(run.image.samples, Expected(src, 8, g.dw, g.dh, method).samples);
+        }
+    }
+}
+
+// Bicubic positions (6 fraction bits) pass 2^31 at 2^25 + 1 lines: the map still ends on the
+// last line. Only the handle is made; pushing that many lines would cost seconds.
+TEST(ResampleMaps, BicubicRowMapOfThirtyThreeMillionLinesEndsOnTheLastLine) {
+    const EXIMAGEINFO s = {4, 33554433, EXFORMAT_GRAY8};
+    const EXIMAGEINFO d = {4, 8, EXFORMAT_GRAY8};
+    EXBICUBIC_HANDLE* h = nullptr;
+    ASSERT_EQ(ExCreateBicubicHandle(&s, &d, &h, 5), 0);
+    EXPECT_EQ(h->pRowMap[7] >> 6, 33554432);
+    EXPECT_EQ(h->pLineUsed[33554432], 1);
+    ExDisposeBicubicHandle(h);
+}
+
 TEST(ResampleMaps, NearestIsTopLeftAligned) {
     struct Case {
         int32_t source, destination;
@@ -102,10 +130,11 @@ TEST(ResampleMaps, BilinearIsCornerAligned) {
     EXBILINEAR_HANDLE* h = nullptr;
     ASSERT_EQ(ExCreateBilinearHandle(&s, &d, &h), 0);
     // Index and fraction of columns 0, 1 and 399 (99 × 1024 / 399 = 254), rows 4 and 8.
-    EXPECT_EQ(std::vector<int32_t>({h->pColumnIndex[0], h->pColumnFraction[0], h->pColumnIndex[1],
-                                    h->pColumnFraction[1], h->pColumnIndex[399],
-                                    h->pColumnFraction[399], h->pRowMap[4], h->pRowMap[8]}),
-              std::vector<int32_t>({0, 0, 0, 254, 99, 0, 1024, 2048}));
+    EXPECT_EQ(
+        std::vector<int32_t>({h->pColumnIndex[0], h->pColumnFraction[0], h->pColumnIndex[1],
+                              h->pColumnFraction[1], h->pColumnIndex[399], h->pColumnFraction[399],
+                              int32_t(h->pRowMap[4]), int32_t(h->pRowMap[8])}),
+        std::vector<int32_t>({0, 0, 0, 254, 99, 0, 1024, 2048}));
     ExDisposeBilinearHandle(h);
 }
 

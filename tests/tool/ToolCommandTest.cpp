@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <map>
 
 #include <nlohmann/json.hpp>
 
@@ -50,11 +51,15 @@ std::string ToolCommandTest::s_chart, ToolCommandTest::s_alphaChart, ToolCommand
 bool ToolCommandTest::s_ready = false;
 
 TEST_F(ToolCommandTest, FormatsListsEveryPlugInInTextAndJson) {
+    const std::map<std::string, bool> writes = {{"AVIF", true}, {"GIF", false}, {"HEIF", false},
+                                                {"JPEG", true}, {"PNG", true},  {"PNM", true},
+                                                {"TIFF", true}, {"WEBP", true}};
     const ToolRun text = RunTool({"formats"});
     ASSERT_EQ(text.exit, 0) << text.err;
-    for (const char* name : {"PNM ", "JPEG ", "PNG ", "TIFF "})
-        EXPECT_NE(text.out.find(name), std::string::npos) << name;
+    for (const auto& format : writes)
+        EXPECT_NE(text.out.find(format.first + " "), std::string::npos) << format.first;
     EXPECT_NE(text.out.find(".tif .tiff"), std::string::npos);
+    EXPECT_NE(text.out.find(".heic .heif .hif"), std::string::npos);
 
     const ToolRun version = RunTool({"--version"});
     EXPECT_EQ(version.exit, 0);
@@ -64,10 +69,10 @@ TEST_F(ToolCommandTest, FormatsListsEveryPlugInInTextAndJson) {
     ASSERT_EQ(run.exit, 0) << run.err;
     const json list = json::parse(run.out);
     ASSERT_TRUE(list.is_array());
-    ASSERT_EQ(list.size(), 4u);
+    ASSERT_EQ(list.size(), writes.size());
     for (const json& f : list) {
         EXPECT_TRUE(f["read"].get<bool>()) << f.dump();
-        EXPECT_TRUE(f["write"].get<bool>()) << f.dump();
+        EXPECT_EQ(f["write"].get<bool>(), writes.at(f["name"].get<std::string>())) << f.dump();
         EXPECT_FALSE(f["version"].get<std::string>().empty()) << f.dump();
     }
 }
@@ -183,7 +188,9 @@ TEST_F(ToolCommandTest, TagsAllListsTheWholeDatabase) {
 TEST_F(ToolCommandTest, TagsOfAFileThatIsNeitherJpegNorTiffByName) {
     const ToolRun run = RunTool({"tags", s_chart, "0x0112", "--json"});
     ASSERT_EQ(run.exit, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out), json::parse(R"({"result": 1})"));
+    const json hits = json::parse(run.out);
+    EXPECT_EQ(hits["result"], 1);
+    EXPECT_FALSE(hits.contains("0x0112"));
     const ToolRun text = RunTool({"tags", s_chart});
     ASSERT_EQ(text.exit, 0) << text.err;
     EXPECT_NE(text.out.find("no tags: the search reads"), std::string::npos) << text.out;

@@ -13,6 +13,7 @@
 #include "Interrupt.h"
 #include "OptionParsers.h"
 #include "PartialFile.h"
+#include "PlugInShelf.h"
 #include "ProgressBar.h"
 #include "StatusText.h"
 #include "TagReport.h"
@@ -133,6 +134,7 @@ int RunTags(const CToolService& service, const std::string& file,
         if (json) {
             nlohmann::ordered_json j;
             j["file"] = file;
+            j["typeNumbering"] = HitsToJson(1, {}).at("typeNumbering");
             j["groups"] = DatabaseToJson(db);
             out << j.dump(2) << "\n";
         } else {
@@ -161,9 +163,15 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
     CInterruptGuard interrupts;
     CProgressBar bar(stderr, progress && ::isatty(STDERR_FILENO) == 1);
     CConvertJob job(service.get(), &bar);
+    const CPlugInShelf shelf(service.folder());
+    job.SetPlugInShelf(&shelf);
     const int32_t result = job.Run(options);
     if (!VxIsFailure(result)) bar.Complete();
     bar.Close();
+    if (job.misuse()) {
+        err << "vandrel: " << job.detail() << " (see vandrel --help)\n";
+        return kExitUsage;
+    }
     if (result == kVxErrCancelled || CInterruptGuard::Requested()) {
         ReportError(err, options.output, kVxErrCancelled, "nothing written");
         return kExitInterrupted;
@@ -173,6 +181,16 @@ int RunConvert(const CToolService& service, const CConvertOptions& options, bool
         return kExitFailure;
     }
     if (VxIsWarning(result)) ReportError(err, job.warningFile(), result, "warning");
+    if (!job.dropped().empty()) {
+        std::string words;
+        for (size_t i = 0; i < job.dropped().size(); ++i)
+            words += (i == 0                          ? ""
+                      : i + 1 == job.dropped().size() ? " and "
+                                                      : ", ") +
+                     job.dropped()[i];
+        err << "vandrel: " << options.output << ": the format cannot hold " << words
+            << "; written without " << (job.dropped().size() == 1 ? "it" : "them") << "\n";
+    }
     return kExitOk;
 }
 

@@ -1,8 +1,9 @@
-// The size of the ICC profile a file embeds, measured from its tag database.
+// The ICC profile a file embeds, measured and read from its tag database.
 #ifndef VANDREL_TOOL_ICCPROFILE_H
 #define VANDREL_TOOL_ICCPROFILE_H
 
 #include <cstdint>
+#include <string>
 
 #include "vandrel/TagDB.h"
 
@@ -13,6 +14,13 @@ namespace vxtool {
 // 0 when the database is null or holds none. An APP2 segment that is not a profile piece
 // means the segments hold no profile.
 int32_t IccProfileBytes(IUTagDB* db);
+
+// The profile itself, from the same places; empty when there is none.
+std::string IccProfileData(IUTagDB* db);
+
+// The profile's own description ('desc' tag, ICC v2 text or v4 multi-localised text, first
+// record); empty when it has none that can be read.
+std::string IccProfileDescription(const std::string& profile);
 
 }  // namespace vxtool
 

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "IccProfile.h"
+#include "vandrel/Variant.h"
 
 namespace vxtool {
 namespace {
@@ -31,19 +32,72 @@ const char* OrientationWords(uint16_t orientation) {
     return orientation < 9 ? kWords[orientation] : "unknown";
 }
 
-// What the colour classification of the camera information says, in words.
-const char* ColorResultWords(int32_t result) {
-    switch (result) {
+// What the colour classification of the camera information says, in words. Result 4 means
+// "the file's own profile decides", so the profile's name settles the words.
+std::string ColorResultWords(const CFileFacts& facts) {
+    switch (facts.camera.lColorResult) {
         case 0:
             return "unknown";
         case 1:
             return "sRGB";
         case 3:
-            return "Adobe RGB-like";
+            return "Adobe RGB";
         case 4:
-            return "wide gamut or own profile";
+            if (facts.iccProfileBytes == 0) return "wide gamut (camera setting)";
+            if (facts.iccDescription.find("sRGB") != std::string::npos) return "sRGB (ICC profile)";
+            return "own ICC profile";
         default:
             return "other";
+    }
+}
+
+// Exif's "YYYY:MM:DD HH:MM:SS" as the service reads it: local standard time.
+int32_t ExifTime(const char* text) {
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    if (text == nullptr ||
+        std::sscanf(text, "%4d:%2d:%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute,
+                    &second) != 6 ||
+        year < 1900)
+        return 0;
+    std::tm t{};
+    t.tm_year = year - 1900;
+    t.tm_mon = month - 1;
+    t.tm_mday = day;
+    t.tm_hour = hour;
+    t.tm_min = minute;
+    t.tm_sec = second;
+    t.tm_isdst = 0;
+    return int32_t(std::mktime(&t));
+}
+
+// The original's date, else the digitising date, else the file's date, from the database.
+int32_t DatabaseShootingTime(IUTagDB* db) {
+    static const struct {
+        int32_t group;
+        int32_t tag;
+    } kDates[] = {{kVxTagGroupExif, 0x9003}, {kVxTagGroupExif, 0x9004}, {kVxTagGroupIfd0, 0x0132}};
+    for (const auto& d : kDates) {
+        CUtilVariant value;
+        if (db->GetTagValue(d.group, d.tag, value) > 0 && value.type() == CUtilVariant::kAscii) {
+            const int32_t time = ExifTime(value.text());
+            if (time != 0) return time;
+        }
+    }
+    return 0;
+}
+
+// Fills what the fast tag search left empty from the plug-in's tag database.
+void FillFromDatabase(const CUCameraInfo& camera, CFileFacts* facts) {
+    CUFileInfo& f = facts->status.fileInfo;
+    facts->orientationSource = f.wOrientation != 0 ? "fast tag search" : "none";
+    facts->shootingTimeSource = f.lShootingTime != 0 ? "fast tag search" : "none";
+    if (f.wOrientation == 0 && camera.lOrientation >= 1 && camera.lOrientation <= 8) {
+        f.wOrientation = uint16_t(camera.lOrientation);
+        facts->orientationSource = "tag database";
+    }
+    if (f.lShootingTime == 0 && camera.pTagDB != nullptr) {
+        f.lShootingTime = DatabaseShootingTime(camera.pTagDB);
+        if (f.lShootingTime != 0) facts->shootingTimeSource = "tag database";
     }
 }
 
@@ -60,13 +114,16 @@ int32_t GatherFacts(IVandrelIF* service, const std::string& path, CFileFacts* fa
     const int32_t handle = service->GetImageHandle(path.c_str());
     if (handle < 0) return handle;
     int32_t result = service->GetFileStatus(handle, &facts->status);
-    if (result >= 0) {
+    // A header the decoder read past still describes the file.
+    if (VxSucceeded(result)) {
         // Camera information is a bonus: a file whose metadata cannot be read is still described.
         if (service->GetCameraInfo(handle, &facts->camera) == 1) {
             facts->iccProfileBytes = IccProfileBytes(facts->camera.pTagDB);
+            facts->iccDescription = IccProfileDescription(IccProfileData(facts->camera.pTagDB));
         } else {
             facts->camera = CUCameraInfo();
         }
+        FillFromDatabase(facts->camera, facts);
         facts->camera.pTagDB = nullptr;
         result = 1;
     }
@@ -91,12 +148,16 @@ nlohmann::ordered_json FactsToJson(const CFileFacts& facts) {
                      {"size", f.lSize},
                      {"permissions", f.wPermissions},
                      {"shootingTime", f.lShootingTime},
-                     {"orientation", f.wOrientation}};
+                     {"shootingTimeSource", facts.shootingTimeSource},
+                     {"orientation", f.wOrientation},
+                     {"orientationSource", facts.orientationSource}};
     j["camera"] = {{"colorResult", facts.camera.lColorResult},
                    {"colorSource", facts.camera.lColorSource},
+                   {"colorWords", ColorResultWords(facts)},
                    {"maker", facts.camera.strMaker.c_str()},
                    {"model", facts.camera.strModel.c_str()}};
     j["iccProfileBytes"] = facts.iccProfileBytes;
+    j["iccDescription"] = facts.iccDescription;
     return j;
 }
 
@@ -120,16 +181,20 @@ void PrintFacts(const CFileFacts& facts, std::ostream& out) {
         << "\n";
     out << "  created        " << LocalTime(f.lCreateTime) << "\n";
     out << "  modified       " << LocalTime(f.lModifyTime) << "\n";
-    out << "  shooting time  " << LocalTime(f.lShootingTime) << "\n";
-    out << "  orientation    " << f.wOrientation << " (" << OrientationWords(f.wOrientation)
-        << ")\n";
+    out << "  shooting time  " << LocalTime(f.lShootingTime);
+    if (f.lShootingTime != 0) out << ", from the " << facts.shootingTimeSource;
+    out << "\n";
+    out << "  orientation    " << f.wOrientation << " (" << OrientationWords(f.wOrientation) << ")";
+    if (f.wOrientation != 0) out << ", from the " << facts.orientationSource;
+    out << "\n";
     if (!c.strMaker.empty() || !c.strModel.empty())
         out << "  camera         " << c.strMaker.c_str() << " " << c.strModel.c_str() << "\n";
-    out << "  colour         " << c.lColorResult << " (" << ColorResultWords(c.lColorResult)
-        << "), from " << c.lColorSource << " (" << ColorSourceWords(c.lColorSource) << ")\n";
+    out << "  colour         " << c.lColorResult << " (" << ColorResultWords(facts) << "), from "
+        << c.lColorSource << " (" << ColorSourceWords(c.lColorSource) << ")\n";
     out << "  ICC profile    ";
     if (facts.iccProfileBytes > 0)
-        out << facts.iccProfileBytes << " bytes\n";
+        out << facts.iccProfileBytes << " bytes"
+            << (facts.iccDescription.empty() ? "" : ", \"" + facts.iccDescription + "\"") << "\n";
     else
         out << "none\n";
 }

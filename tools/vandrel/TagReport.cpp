@@ -14,8 +14,24 @@ struct NamedTag {
     const char* name;
 };
 
-const NamedTag kTagNames[] = {
+// Interoperability and GPS directories number their tags from 1 again, so each has its names.
+const NamedTag kInteropNames[] = {
     {0x0001, "InteropIndex"},
+    {0x0002, "InteropVersion"},
+};
+
+const NamedTag kGpsNames[] = {
+    {0x0000, "GPSVersionID"},    {0x0001, "GPSLatitudeRef"}, {0x0002, "GPSLatitude"},
+    {0x0003, "GPSLongitudeRef"}, {0x0004, "GPSLongitude"},   {0x0005, "GPSAltitudeRef"},
+    {0x0006, "GPSAltitude"},     {0x0007, "GPSTimeStamp"},   {0x0008, "GPSSatellites"},
+    {0x0009, "GPSStatus"},       {0x000A, "GPSMeasureMode"}, {0x000B, "GPSDOP"},
+    {0x000C, "GPSSpeedRef"},     {0x000D, "GPSSpeed"},       {0x0010, "GPSImgDirectionRef"},
+    {0x0011, "GPSImgDirection"}, {0x0012, "GPSMapDatum"},    {0x001B, "GPSProcessingMethod"},
+    {0x001D, "GPSDateStamp"},
+};
+
+// The first image's directory and the Exif directory share one numbering.
+const NamedTag kTagNames[] = {
     {0x0100, "ImageWidth"},
     {0x0101, "ImageLength"},
     {0x0102, "BitsPerSample"},
@@ -150,6 +166,18 @@ std::string ElementText(const CUtilVariant& value, uint32_t i) {
     return std::to_string(v);
 }
 
+template <size_t N>
+const char* Lookup(const NamedTag (&names)[N], uint16_t tag) {
+    for (const NamedTag& named : names)
+        if (named.tag == tag) return named.name;
+    return "";
+}
+
+// Said once per JSON answer, so nobody mistakes one numbering for the other.
+const char kTypeNumbering[] =
+    "type: the tag database's value type (1 BYTE, 2 SBYTE, 3 ASCII, 4 SHORT, 5 SSHORT, 6 LONG, "
+    "7 LONG, 8 RATIONAL, 9 SRATIONAL, 10 UNDEFINED); tiffType: the TIFF field type";
+
 }  // namespace
 
 const std::vector<uint16_t>& DefaultTags() {
@@ -159,10 +187,18 @@ const std::vector<uint16_t>& DefaultTags() {
     return kTags;
 }
 
-const char* TagName(uint16_t tag) {
-    for (const NamedTag& named : kTagNames)
-        if (named.tag == tag) return named.name;
-    return "";
+const char* TagName(uint16_t tag, int32_t group) {
+    if (group == kVxTagGroupGps) return Lookup(kGpsNames, tag);
+    if (group == kVxTagGroupInterop) return Lookup(kInteropNames, tag);
+    if (group == kVxTagGroupApp2) return "";
+    return Lookup(kTagNames, tag);
+}
+
+int32_t TiffFieldType(CUtilVariant::Type type) {
+    // BYTE, SBYTE, ASCII, SHORT, SSHORT, LONG, LONG (a 32-bit value), RATIONAL, SRATIONAL,
+    // UNDEFINED; the variant keeps signed longs as LONG too.
+    static const int32_t kTiffTypes[11] = {0, 1, 6, 2, 3, 8, 4, 4, 5, 10, 7};
+    return type >= 0 && type <= 10 ? kTiffTypes[type] : 0;
 }
 
 std::string TagHex(int32_t tag) {
@@ -174,6 +210,8 @@ std::string TagHex(int32_t tag) {
 nlohmann::ordered_json TagValueToJson(const CUtilVariant& value) {
     nlohmann::ordered_json j;
     j["type"] = value.type();
+    j["tiffType"] = TiffFieldType(value.type());
+    j["typeName"] = TypeName(value.type());
     j["count"] = value.count();
     if (value.type() == CUtilVariant::kAscii) {
         j["text"] = std::string(value.text());
@@ -217,6 +255,7 @@ int32_t SearchTags(const std::string& path, const std::vector<uint16_t>& tags,
 
 nlohmann::ordered_json HitsToJson(int32_t result, const std::vector<CTagHit>& hits) {
     nlohmann::ordered_json j;
+    j["typeNumbering"] = kTypeNumbering;
     j["result"] = result;
     for (const CTagHit& hit : hits) {
         if (hit.value.type() == CUtilVariant::kEmpty) continue;
@@ -239,7 +278,7 @@ void PrintHits(const std::string& path, int32_t result, const std::vector<CTagHi
     }
     for (const CTagHit& hit : hits) {
         char name[24];
-        std::snprintf(name, sizeof name, "%-18s", TagName(hit.tag));
+        std::snprintf(name, sizeof name, "%-18s", TagName(hit.tag, kVxTagGroupIfd0));
         out << "  " << TagHex(hit.tag) << " " << name << " ";
         if (hit.value.type() == CUtilVariant::kEmpty)
             out << "(not found)\n";
@@ -278,8 +317,7 @@ void PrintDatabase(const std::string& path, IUTagDB* db, std::ostream& out) {
             CUtilVariant value;
             if (db->GetTagValue(g.group, tag, value) <= 0) continue;
             char name[24];
-            std::snprintf(name, sizeof name, "%-18s",
-                          g.group == kVxTagGroupApp2 ? "" : TagName(uint16_t(tag)));
+            std::snprintf(name, sizeof name, "%-18s", TagName(uint16_t(tag), g.group));
             out << "    " << TagHex(tag) << " " << name << " " << TagValueText(value) << "\n";
         }
     }

@@ -18,14 +18,18 @@ namespace vxtool {
 // The tags asked for when none are named: who, when, how and the colour-space markers.
 const std::vector<uint16_t>& DefaultTags();
 
-// "DateTimeOriginal", or "" for a tag without a name here.
-const char* TagName(uint16_t tag);
+// "DateTimeOriginal", or "" for a tag without a name here. Names belong to a directory:
+// tag 1 is InteropIndex in the interoperability directory and GPSLatitudeRef in the GPS one.
+const char* TagName(uint16_t tag, int32_t group);
+// The TIFF field type (1-10) of a variant type; 0 for an empty one.
+int32_t TiffFieldType(CUtilVariant::Type type);
 
 // "0x9003"
 std::string TagHex(int32_t tag);
 
-// {"type": N, "count": N, "values": [...]} with "text" instead of "values" for ASCII. Rationals
-// are [numerator, denominator] pairs; signed types keep their sign.
+// {"type": N, "tiffType": N, "typeName": "SHORT", "count": N, "values": [...]} with "text" instead
+// of "values" for ASCII. Rationals are [numerator, denominator] pairs; signed types keep their
+// sign.
 nlohmann::ordered_json TagValueToJson(const CUtilVariant& value);
 
 // "ASCII[6] "Canon"", "SHORT[1] 1", "RATIONAL[1] 1/250"; long lists are cut after a few values.
@@ -40,7 +44,8 @@ struct CTagHit {
 int32_t SearchTags(const std::string& path, const std::vector<uint16_t>& tags,
                    std::vector<CTagHit>* hits);
 
-// The search's result and every hit as {"result": R, "0x9003": {...}}; tags not found are left out.
+// The search's result and every hit as {"typeNumbering": "...", "result": R, "0x9003": {...}};
+// tags not found are left out.
 nlohmann::ordered_json HitsToJson(int32_t result, const std::vector<CTagHit>& hits);
 void PrintHits(const std::string& path, int32_t result, const std::vector<CTagHit>& hits,
                std::ostream& out);

@@ -24,7 +24,7 @@ int UsageError(std::string message) {
 
 struct ConvertTexts {
     std::string size;
-    std::string method = "nearest";
+    std::string method = "bicubic";
     std::string background;
     std::string colorSpace;
 };
@@ -97,14 +97,30 @@ int main(int argc, char** argv) {
     CLI::Option* height = convert->add_option("--height", convertOptions.height, "output height")
                               ->check(CLI::PositiveNumber);
     convert->add_option("--size", texts.size, "output size WxH")->excludes(width)->excludes(height);
-    convert->add_option("--method", texts.method, "nearest|bilinear|bicubic|quorix|squeeze");
-    convert->add_option("--rotate", convertOptions.angle, "rotation in degrees");
-    convert->add_option("--background", texts.background, "RRGGBB behind a rotation's corners");
+    convert->add_option("--method", texts.method,
+                        "nearest|bilinear|bicubic|quorix|squeeze (default bicubic)");
+    convert->add_option("--rotate", convertOptions.angle,
+                        "clockwise rotation in degrees, after the Exif orientation");
+    convert->add_option("--background", texts.background,
+                        "RRGGBB behind a rotation's corners and under transparent pixels when "
+                        "the output format has no alpha (default 000000)");
     convert->add_option("--depth", convertOptions.depth, "24 or 48 bits per pixel")
         ->check(CLI::IsMember({24, 48}));
     convert->add_option("--colorspace", texts.colorSpace, "rgb or ycc");
-    convert->add_option("--quality", convertOptions.quality, "JPEG quality 1-100")
+    convert->add_option("--quality", convertOptions.quality, "JPEG and TIFF-JPEG quality 1-100")
         ->check(CLI::Range(1, 100));
+    convert->add_option("--compression", convertOptions.compression,
+                        "PNG level 0-9; TIFF none|lzw|deflate|jpeg");
+    convert->add_flag("--progressive", convertOptions.progressive, "progressive JPEG");
+    convert->add_option("--subsample", convertOptions.subsample, "JPEG chroma subsampling")
+        ->check(CLI::IsMember({444, 422, 420}));
+    convert->add_flag("--strip", convertOptions.strip,
+                      "drop the ICC profile, Exif and XMP (default: carried over)");
+    convert->add_flag("--no-rotate", convertOptions.noRotate,
+                      "keep the stored pixels and the Exif orientation (default: upright)");
+    std::string failOn;
+    convert->add_option("--fail-on", failOn, "warning: damaged data fails the conversion")
+        ->check(CLI::IsMember({"warning"}));
     convert->add_option("--alpha", convertOptions.alphaOutput,
                         "also write the alpha plane to this file");
     convert->add_flag("--progress", progress, "progress bar on stderr when it is a terminal");
@@ -134,6 +150,7 @@ int main(int argc, char** argv) {
     if (convert->parsed()) {
         const std::string problem = ReadConvertTexts(texts, &convertOptions);
         if (!problem.empty()) return UsageError(problem);
+        convertOptions.failOnWarning = failOn == "warning";
         return RunConvert(service, convertOptions, progress, std::cerr);
     }
     if (chart->parsed()) {
