@@ -26,6 +26,16 @@ import os, statistics, subprocess, sys, time
 
 corpus, out, width, runs = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4])
 from vandrel import batch
+
+# Like with like: the files of the formats both sides read (JPEG, PNG, TIFF), as a tree of links.
+shared = os.path.join(out, "src")
+for folder, _, names in os.walk(corpus):
+    for name in names:
+        if os.path.splitext(name)[1].lower() in (".jpg", ".jpeg", ".png", ".tif", ".tiff"):
+            link = os.path.join(shared, os.path.relpath(os.path.join(folder, name), corpus))
+            os.makedirs(os.path.dirname(link), exist_ok=True)
+            os.symlink(os.path.abspath(os.path.join(folder, name)), link)
+corpus = shared
 jobs = batch.plan_jobs(corpus, out, batch.Options(suffix=".jpg"), batch.readable_extensions())
 files = len(jobs)
 
@@ -66,7 +76,8 @@ for run in range(runs):
     t = pillow(os.path.join(out, f"pil-{run}"))
     rows["Pillow, one process"].append((t, t))
 
-print(f"{files} files from {corpus}, JPEG thumbnails {width} wide, median of {runs} runs")
+print(f"{files} JPEG/PNG/TIFF files from {sys.argv[1]}, JPEG thumbnails {width} wide, "
+      f"median of {runs} runs")
 print(f"{'':40s} {'whole s':>8s} {'files/s':>8s} {'conv. s':>8s} {'files/s':>8s}")
 for name, times in rows.items():
     whole = statistics.median(t[0] for t in times)
