@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Files per second of `python3 -m vandrel.batch` with 1 and 2 local Dask workers over the test
 # corpus, beside Pillow making the same thumbnails (JPEG, width W, bicubic) in one process.
-# Each row is the median of RUNS runs; a run's time includes starting the cluster.
+# Each row is the median of RUNS runs: the whole command (Python and cluster start included) and
+# the converting part alone, as the batch's summary reports it.
 #   bash bench/python_batch.sh [BUILD_DIR] [CORPUS] [WIDTH] [RUNS]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -14,8 +15,9 @@ if ! "$python" -c "import PIL" 2>/dev/null; then
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"
   $SUDO apt-get install -y -qq --no-install-recommends python3-pil
 fi
-site="$(ls -d "$build"/lib/python3*/dist-packages "$build"/lib/python3*/site-packages 2>/dev/null | head -1)"
-export PYTHONPATH="$PWD/$site"
+for site in "$build"/lib/python3*/*-packages; do
+  [ -d "$site/vandrel" ] && export PYTHONPATH="$PWD/$site"
+done
 out="$(mktemp -d)"
 trap 'rm -rf "$out"' EXIT
 
@@ -24,16 +26,31 @@ import os, statistics, subprocess, sys, time
 
 corpus, out, width, runs = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4])
 from vandrel import batch
+
+# Like with like: the files of the formats both sides read (JPEG, PNG, TIFF), as a tree of links.
+shared = os.path.join(out, "src")
+for folder, _, names in os.walk(corpus):
+    for name in names:
+        if os.path.splitext(name)[1].lower() in (".jpg", ".jpeg", ".png", ".tif", ".tiff"):
+            link = os.path.join(shared, os.path.relpath(os.path.join(folder, name), corpus))
+            os.makedirs(os.path.dirname(link), exist_ok=True)
+            os.symlink(os.path.abspath(os.path.join(folder, name)), link)
+corpus = shared
 jobs = batch.plan_jobs(corpus, out, batch.Options(suffix=".jpg"), batch.readable_extensions())
 files = len(jobs)
 
 def timed(command):
+    """Whole seconds and converting seconds (the batch's own summary, cluster start left out)."""
     started = time.perf_counter()
-    subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    return time.perf_counter() - started
+    done = subprocess.run(command, capture_output=True, text=True)
+    whole = time.perf_counter() - started
+    converting = float(done.stdout.split(" s converting")[0].rsplit(" ", 1)[1])
+    return whole, converting
 
 def pillow(target):
+    import warnings
     from PIL import Image
+    warnings.simplefilter("ignore")
     started = time.perf_counter()
     for source, _ in jobs:
         rel = os.path.relpath(source, corpus)
@@ -56,11 +73,14 @@ for run in range(runs):
         rows[name].append(timed([sys.executable, "-m", "vandrel.batch", corpus, target,
                                  "--width", str(width), "--suffix", ".jpg",
                                  "--workers", str(workers)]))
-    rows["Pillow, one process"].append(pillow(os.path.join(out, f"pil-{run}")))
+    t = pillow(os.path.join(out, f"pil-{run}"))
+    rows["Pillow, one process"].append((t, t))
 
-print(f"{files} files from {corpus}, width {width}, median of {runs} runs")
-print(f"{'':40s} {'seconds':>8s} {'files/s':>8s}")
+print(f"{files} JPEG/PNG/TIFF files from {sys.argv[1]}, JPEG thumbnails {width} wide, "
+      f"median of {runs} runs")
+print(f"{'':40s} {'whole s':>8s} {'files/s':>8s} {'conv. s':>8s} {'files/s':>8s}")
 for name, times in rows.items():
-    t = statistics.median(times)
-    print(f"{name:40s} {t:8.2f} {files / t:8.1f}")
+    whole = statistics.median(t[0] for t in times)
+    conv = statistics.median(t[1] for t in times)
+    print(f"{name:40s} {whole:8.2f} {files / whole:8.1f} {conv:8.2f} {files / conv:8.1f}")
 PY

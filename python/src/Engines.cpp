@@ -63,9 +63,10 @@ CEngines::~CEngines() {
 }
 
 void CEngines::ReleaseService() {
-    if (m_service == nullptr) return;
     std::lock_guard<std::mutex> lock(g_setUp);
-    m_service->Delete();
+    delete m_shelf;
+    m_shelf = nullptr;
+    if (m_service != nullptr) m_service->Delete();
     m_service = nullptr;
 }
 
@@ -77,6 +78,7 @@ IVandrelIF* CEngines::Service() {
         std::lock_guard<std::mutex> lock(g_setUp);
         m_folderGeneration = g_folderGeneration.load();
         m_service = CreateVandrel(folder.c_str());
+        m_folder = folder;
     }
     if (m_service == nullptr)
         throw CFailure{kVxErrCreateInstance, folder, "the image-file service could not start"};
@@ -86,6 +88,15 @@ IVandrelIF* CEngines::Service() {
         throw CFailure{kVxErrNoPlugIn, folder, "no plug-ins found in this folder"};
     }
     return m_service;
+}
+
+const vxtool::CPlugInShelf& CEngines::Shelf() {
+    Service();
+    if (m_shelf == nullptr) {
+        std::lock_guard<std::mutex> lock(g_setUp);
+        m_shelf = new vxtool::CPlugInShelf(m_folder);
+    }
+    return *m_shelf;
 }
 
 IUtilResizeIF* CEngines::Resizer() {

@@ -5,8 +5,10 @@
 #define VANDREL_PYTHON_ENGINES_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
+#include "PlugInShelf.h"
 #include "vandrel/UtilResizeIF.h"
 #include "vandrel/UtilRotateIF.h"
 #include "vandrel/VandrelIF.h"
@@ -32,6 +34,9 @@ public:
     // A service with at least one plug-in loaded (CFailure otherwise), made again when the
     // folder in force has changed since.
     IVandrelIF* Service();
+    // The plug-in modules of the same folder, loaded beside the service for the work its line
+    // interface has no words for (metadata, writer settings); made again with the service.
+    const vxtool::CPlugInShelf& Shelf();
     IUtilResizeIF* Resizer();
     IUtilRotateIF* Rotator();
 
@@ -40,6 +45,8 @@ private:
     void ReleaseService();
 
     IVandrelIF* m_service = nullptr;
+    std::string m_folder;  // the service's
+    vxtool::CPlugInShelf* m_shelf = nullptr;
     IUtilResizeIF* m_resizer = nullptr;
     IUtilRotateIF* m_rotator = nullptr;
     uint64_t m_folderGeneration = 0;

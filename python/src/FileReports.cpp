@@ -83,14 +83,23 @@ int32_t Thumbnail(const vxtool::CConvertOptions& options) {
     CEngines& engines = CEngines::ForThisThread();
     int32_t result = 1;
     std::string warningFile;
+    std::vector<std::string> dropped;
     {
         py::gil_scoped_release unlocked;
         vxtool::CConvertJob job(engines.Service(), nullptr);
+        job.SetPlugInShelf(&engines.Shelf());
         result = job.Run(options);
+        if (job.misuse()) throw py::value_error(job.detail());
         if (VxIsFailure(result)) throw CFailure{result, job.failedFile(), job.detail()};
         warningFile = job.warningFile();
+        dropped = job.dropped();
     }
     WarnAbout(result, warningFile);
+    for (const std::string& what : dropped) {
+        const std::string text =
+            options.output + ": the format cannot hold " + what + "; written without it";
+        if (PyErr_WarnEx(PyExc_UserWarning, text.c_str(), 1) < 0) throw py::error_already_set();
+    }
     return result;
 }
 

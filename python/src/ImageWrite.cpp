@@ -8,6 +8,7 @@
 #include "FormatTable.h"
 #include "PartialFile.h"
 #include "PixelArray.h"
+#include "WriterSettings.h"
 
 namespace py = pybind11;
 
@@ -73,7 +74,7 @@ CWritePlan PlanWrite(const CPixelShape& shape, const CWriteOptions& options,
     r.info = plan.caller;
     if (options.depth != 0) r.info.lColorDepth = options.depth;
     if (!options.colorSpace.empty()) r.info.strColorSpace = options.colorSpace.c_str();
-    r.lQuality = options.quality;
+    r.lQuality = options.settings.quality != 0 ? options.settings.quality : vxtool::kDefaultQuality;
     r.strFormatName = format.c_str();
     r.lOption3 = shape.HasAlpha() ? 1 : 0;
     return plan;
@@ -86,8 +87,6 @@ void CheckOptions(const CPixelShape& shape, const CWriteOptions& options) {
         throw py::value_error(
             "depth and colorspace apply to colour arrays; a grey array is "
             "written as it is");
-    if (options.quality < 1 || options.quality > 100)
-        throw py::value_error("quality: expected 1 to 100");
 }
 
 }  // namespace
@@ -104,7 +103,16 @@ void WriteImage(const std::string& path, const py::array& array, const CWriteOpt
     if (format.empty())
         throw CFailure{kVxErrNoPlugIn, path, "no writer for this extension; name one with format="};
 
+    // The tool's writer settings, checked against what this writer takes and carried to it
+    // as plug-in properties in the request's parameter list.
+    vxtool::CConvertOptions asked = options.settings;
+    asked.depth = options.depth;
+    asked.colorSpace = options.colorSpace;
+    vxtool::CWriterSettings settings;
+    const std::string misuse = settings.Choose(engines.Shelf(), format, asked);
+    if (!misuse.empty()) throw py::value_error(misuse);
     CWritePlan plan = PlanWrite(shape, options, format);
+    plan.request.pParamList = settings.Entries();
     vxtool::CPartialFile partial(path);
     int32_t result = CLineWriter(service, plan).Write(partial.path(), pixels);
     // As the tool does: a writer that refuses 16-bit samples still takes the picture at 8 bits,

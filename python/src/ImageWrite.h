@@ -8,13 +8,15 @@
 
 #include <pybind11/numpy.h>
 
+#include "ConvertOptions.h"
+
 namespace vxpy {
 
 struct CWriteOptions {
-    std::string format;  // empty = from the path's extension
-    int32_t quality = 75;
-    int32_t depth = 0;       // 24 or 48 for colour arrays; 0 = the array's own
-    std::string colorSpace;  // "RGB" or "YCC"; empty = RGB
+    std::string format;                // empty = from the path's extension
+    vxtool::CConvertOptions settings;  // quality and the writer settings, as the tool takes them
+    int32_t depth = 0;                 // 24 or 48 for colour arrays; 0 = the array's own
+    std::string colorSpace;            // "RGB" or "YCC"; empty = RGB
 };
 
 // Throws TypeError/ValueError for an unfit array or option, CFailure for the library's refusals.

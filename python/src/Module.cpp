@@ -66,11 +66,30 @@ std::string MethodName(const std::string& text) {
     return name;
 }
 
+// The writer settings both thumbnail and write take, as the tool's convert options.
+struct CWriterOptions {
+    std::optional<int> quality;
+    std::optional<py::object> compression;
+    bool progressive = false;
+    std::optional<int> subsample;
+};
+
+void TakeWriterOptions(const CWriterOptions& w, vxtool::CConvertOptions* options) {
+    if (w.quality && (*w.quality < 1 || *w.quality > 100))
+        throw py::value_error("quality: expected 1 to 100");
+    options->quality = w.quality.value_or(0);
+    if (w.compression) options->compression = py::str(*w.compression).cast<std::string>();
+    options->progressive = w.progressive;
+    options->subsample = w.subsample.value_or(0);
+}
+
 int32_t ThumbnailOf(const Path& src, const Path& dst, int32_t width, int32_t height,
                     const std::string& method, const std::optional<std::string>& format,
-                    int32_t quality, const std::optional<int>& depth,
-                    const std::optional<std::string>& colorspace, double rotate,
-                    const py::object& background, const std::optional<Path>& alpha) {
+                    const std::optional<int>& quality, const std::optional<py::object>& compression,
+                    bool progressive, const std::optional<int>& subsample,
+                    const std::optional<int>& depth, const std::optional<std::string>& colorspace,
+                    double rotate, const py::object& background, const std::optional<Path>& alpha,
+                    bool strip, bool noRotate, bool failOnWarning) {
     vxtool::CConvertOptions options;
     options.input = src.string();
     options.output = dst.string();
@@ -84,19 +103,22 @@ int32_t ThumbnailOf(const Path& src, const Path& dst, int32_t width, int32_t hei
     options.background = PackedColor(background);
     options.depth = DepthOption(depth);
     options.colorSpace = ColorSpaceName(colorspace);
-    if (quality < 1 || quality > 100) throw py::value_error("quality: expected 1 to 100");
-    options.quality = quality;
+    TakeWriterOptions({quality, compression, progressive, subsample}, &options);
+    options.strip = strip;
+    options.noRotate = noRotate;
+    options.failOnWarning = failOnWarning;
     if (options.method == "Squeeze" && options.angle != 0.0)
         throw py::value_error("method squeeze picks pixels while decoding and cannot rotate");
     return vxpy::Thumbnail(options);
 }
 
 void WriteOf(const Path& path, const py::array& array, const std::optional<std::string>& format,
-             int32_t quality, const std::optional<int>& depth,
+             const std::optional<int>& quality, const std::optional<py::object>& compression,
+             bool progressive, const std::optional<int>& subsample, const std::optional<int>& depth,
              const std::optional<std::string>& colorspace) {
     vxpy::CWriteOptions options;
     options.format = format.value_or("");
-    options.quality = quality;
+    TakeWriterOptions({quality, compression, progressive, subsample}, &options.settings);
     options.depth = DepthOption(depth);
     options.colorSpace = ColorSpaceName(colorspace);
     vxpy::WriteImage(path.string(), array, options);
@@ -113,10 +135,13 @@ PYBIND11_MODULE(_vandrel, m) {
         "Decodes an image file: H x W x 3 (RGB), H x W x 4 (RGBA) or H x W (grey), uint8 or "
         "uint16 as the file stores it.");
     m.def("write", &WriteOf, "path"_a, "array"_a, py::kw_only(), "format"_a = py::none(),
-          "quality"_a = 75, "depth"_a = py::none(), "colorspace"_a = py::none(),
-          "Encodes an array; the writer comes from the extension unless format names one "
-          "(PNM, PPM, PGM, JPEG, PNG, TIFF). depth 24/48 and colorspace rgb/ycc choose what the "
-          "file stores. The file appears only when complete.");
+          "quality"_a = py::none(), "compression"_a = py::none(), "progressive"_a = false,
+          "subsample"_a = py::none(), "depth"_a = py::none(), "colorspace"_a = py::none(),
+          "Encodes an array; the writer comes from the extension unless format names one. "
+          "quality, compression (PNG 0-9, TIFF none/lzw/deflate/jpeg), progressive and "
+          "subsample (444/422/420) as the tool's convert takes them; depth 24/48 and "
+          "colorspace rgb/ycc choose what the file stores. The file appears only when "
+          "complete.");
     m.def("formats", &vxpy::Formats, "The loaded plug-ins as `vandrel formats --json` lists them.");
     m.def(
         "info", [](const Path& path) { return vxpy::FileInfo(path.string()); }, "path"_a,
@@ -141,11 +166,14 @@ PYBIND11_MODULE(_vandrel, m) {
         "Rotates clockwise by any angle (nearest, bilinear, bicubic); uncovered corners take "
         "background ('RRGGBB' or (r, g, b)), alpha planes 0.");
     m.def("thumbnail", &ThumbnailOf, "src"_a, "dst"_a, "width"_a = 0, "height"_a = 0, py::kw_only(),
-          "method"_a = "Bicubic", "format"_a = py::none(), "quality"_a = 75, "depth"_a = py::none(),
-          "colorspace"_a = py::none(), "rotate"_a = 0.0, "background"_a = "000000",
-          "alpha"_a = py::none(),
-          "Does what `vandrel convert SRC DST --width W ...` does for one file. Answers 1, or "
-          "the warning code of a conversion that went through.");
+          "method"_a = "Bicubic", "format"_a = py::none(), "quality"_a = py::none(),
+          "compression"_a = py::none(), "progressive"_a = false, "subsample"_a = py::none(),
+          "depth"_a = py::none(), "colorspace"_a = py::none(), "rotate"_a = 0.0,
+          "background"_a = "000000", "alpha"_a = py::none(), "strip"_a = false,
+          "no_rotate"_a = false, "fail_on_warning"_a = false,
+          "Does what `vandrel convert SRC DST --width W ...` does for one file: turned upright "
+          "from its Exif orientation (unless no_rotate), metadata carried (unless strip). "
+          "Answers 1, or the warning code of a conversion that went through.");
     m.def("plugin_folder", &vxpy::PlugInFolder, "The plug-in folder in force.");
     m.def(
         "set_plugin_folder",

@@ -51,17 +51,11 @@ def tool_resized(tool, tmp_path, image, *options):
     """The tool's result for the same pixels: PPM/PGM in and out, alpha through PNG."""
     alpha = image.ndim == 3 and image.shape[2] == 4
     grey = image.ndim == 2
-    source = tmp_path / ("in.png" if alpha else "in.pgm" if grey else "in.ppm")
-    target = tmp_path / ("out.pgm" if grey else "out.ppm")
-    vandrel.write(source, image)
-    extra = ["--alpha", tmp_path / "out-alpha.pgm"] if alpha else []
-    tool("convert", source, target, *options, *extra)
-    result = vandrel.read(target)
-    if grey and result.ndim == 3:
-        result = result[..., 0]
-    if alpha:
-        result = np.dstack([result, vandrel.read(tmp_path / "out-alpha.pgm")])
-    return result
+    ext = ".png" if alpha else ".pgm" if grey else ".ppm"
+    vandrel.write(tmp_path / f"in{ext}", image)
+    tool("convert", tmp_path / f"in{ext}", tmp_path / f"out{ext}", *options)
+    result = vandrel.read(tmp_path / f"out{ext}")
+    return result[..., 0] if grey and result.ndim == 3 else result
 
 
 @pytest.mark.parametrize("shape,dtype", [
@@ -124,6 +118,29 @@ def test_thumbnail_writes_the_tools_file(tool, tmp_path):
          "--quality", 80)
     assert (tmp_path / "ours.jpg").read_bytes() == (tmp_path / "theirs.jpg").read_bytes()
     assert [p.name for p in tmp_path.iterdir() if p.name.startswith(".")] == []
+
+
+@pytest.mark.parametrize("name,ours,theirs", [
+    ("orientation/landscape_6.jpg", {}, []),
+    ("orientation/landscape_6.jpg", {"no_rotate": True, "strip": True}, ["--no-rotate", "--strip"]),
+    ("Canon_40D.jpg", {"progressive": True, "subsample": 444, "quality": 90},
+     ["--progressive", "--subsample", "444", "--quality", "90"]),
+])
+def test_thumbnail_follows_the_tools_options(tool, corpus, tmp_path, name, ours, theirs):
+    source = corpus / "exif" / "jpg" / name
+    vandrel.thumbnail(source, tmp_path / "ours.jpg", 64, **ours)
+    tool("convert", source, tmp_path / "theirs.jpg", "--width", 64, *theirs)
+    assert (tmp_path / "ours.jpg").read_bytes() == (tmp_path / "theirs.jpg").read_bytes()
+
+
+def test_writer_settings_reach_the_writer(tmp_path):
+    image = np.tile(np.arange(64, dtype=np.uint8), (64, 3)).reshape(64, 64, 3)
+    vandrel.write(tmp_path / "loose.png", image, compression=0)
+    vandrel.write(tmp_path / "tight.png", image, compression=9)
+    assert (tmp_path / "tight.png").stat().st_size < (tmp_path / "loose.png").stat().st_size
+    np.testing.assert_array_equal(vandrel.read(tmp_path / "tight.png"), image)
+    with pytest.raises(ValueError, match="quality"):
+        vandrel.write(tmp_path / "x.png", image, quality=90)
 
 
 GOOD = np.zeros((4, 4, 3), np.uint8)

@@ -44,6 +44,7 @@ class Outcome:
 class Summary:
     outcomes: list = field(default_factory=list)
     seconds: float = 0.0
+    startup: float = 0.0  # of seconds, the part spent starting, reaching and closing the cluster
     swept: int = 0
 
     @property
@@ -53,8 +54,11 @@ class Summary:
     def report(self, out):
         done = len(self.outcomes) - len(self.failures)
         rate = len(self.outcomes) / self.seconds if self.seconds > 0 else 0.0
+        work = self.seconds - self.startup
         print(f"{len(self.outcomes)} files, {done} written, {len(self.failures)} failed "
-              f"in {self.seconds:.2f} s ({rate:.1f} files/s)", file=out)
+              f"in {self.seconds:.2f} s ({rate:.1f} files/s); "
+              f"{self.startup:.2f} s for the cluster, {work:.2f} s converting "
+              f"({len(self.outcomes) / work if work > 0 else 0.0:.1f} files/s)", file=out)
         if self.swept:
             print(f"removed {self.swept} temporary files left by killed tasks", file=out)
         for o in self.failures:
@@ -141,7 +145,7 @@ def batches_of(jobs, size):
     return [jobs[i:i + size] for i in range(0, len(jobs), size)]
 
 
-def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=16, progress=None):
+def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=64, progress=None):
     """Thumbnails every image below src_dir into dst_dir; answers a Summary."""
     started = time.perf_counter()
     if options.plugins:
@@ -155,7 +159,8 @@ def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=16, pro
         for batch in batches:
             summary.outcomes.extend(thumbnail_batch(batch, options))
     else:
-        summary.outcomes = _run_on_dask(batches, options, scheduler, workers, progress)
+        summary.outcomes, summary.startup = _run_on_dask(batches, options, scheduler, workers,
+                                                         progress)
     summary.outcomes.sort(key=lambda o: o.source)
     summary.swept = sweep_partials(jobs)
     summary.seconds = time.perf_counter() - started
@@ -165,6 +170,7 @@ def run(src_dir, dst_dir, options, scheduler=None, workers=2, batch_size=16, pro
 def _run_on_dask(batches, options, scheduler, workers, progress):
     from distributed import Client, LocalCluster, as_completed
 
+    started = time.perf_counter()
     cluster = None
     if scheduler is None:
         # Processes of one thread each: the work releases the GIL, but a process per core also
@@ -172,20 +178,24 @@ def _run_on_dask(batches, options, scheduler, workers, progress):
         cluster = LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
                                dashboard_address=None)
     client = Client(cluster if cluster is not None else scheduler)
+    outcomes = []
     try:
+        if scheduler is None:
+            client.wait_for_workers(workers)
+        overhead = time.perf_counter() - started
         futures = client.map(thumbnail_batch, batches, options=options, pure=False)
-        outcomes = []
         for done, (_, result) in enumerate(as_completed(futures, with_results=True), 1):
             outcomes.extend(result)
             if progress is not None:
                 print(f"\r{done}/{len(batches)} batches", end="", file=progress, flush=True)
         if progress is not None and batches:
             print(file=progress)
-        return outcomes
     finally:
+        closing = time.perf_counter()
         client.close()
         if cluster is not None:
             cluster.close()
+    return outcomes, overhead + time.perf_counter() - closing
 
 
 def main(argv=None):
@@ -204,7 +214,7 @@ def main(argv=None):
     parser.add_argument("--scheduler", help="address of a running Dask scheduler")
     parser.add_argument("--workers", type=int, default=2,
                         help="local worker processes without --scheduler; 0 = no Dask")
-    parser.add_argument("--batch-size", type=int, default=16, help="files per task")
+    parser.add_argument("--batch-size", type=int, default=64, help="files per task")
     parser.add_argument("--plugins", default="", help="plug-in folder")
     args = parser.parse_args(argv)
     if args.width < 0 or args.height < 0 or (args.width == 0 and args.height == 0):
