@@ -11,6 +11,7 @@ bash scripts/build.sh fuzz >/dev/null
 out=build/fuzz
 mkdir -p "$out/corpus" "$out/findings" "$out/logs"
 jobs="$(nproc 2>/dev/null || echo 2)"
+export LSAN_OPTIONS="suppressions=$PWD/tests/fuzz/lsan.supp${LSAN_OPTIONS:+:$LSAN_OPTIONS}"
 
 # One harness: its inputs once each, then the timed run. Prints one summary line. An input that
 # takes 25 s is a finding (the time bombs found so far took minutes); a tighter limit would flag
