@@ -89,7 +89,7 @@ int32_t ThumbnailOf(const Path& src, const Path& dst, int32_t width, int32_t hei
                     bool progressive, const std::optional<int>& subsample,
                     const std::optional<int>& depth, const std::optional<std::string>& colorspace,
                     double rotate, const py::object& background, const std::optional<Path>& alpha,
-                    bool strip, bool noRotate, bool failOnWarning) {
+                    bool strip, bool noRotate, bool failOnWarning, bool shrinkOnLoad) {
     vxtool::CConvertOptions options;
     options.input = src.string();
     options.output = dst.string();
@@ -107,6 +107,7 @@ int32_t ThumbnailOf(const Path& src, const Path& dst, int32_t width, int32_t hei
     options.strip = strip;
     options.noRotate = noRotate;
     options.failOnWarning = failOnWarning;
+    options.shrinkOnLoad = shrinkOnLoad;
     if (options.method == "Squeeze" && options.angle != 0.0)
         throw py::value_error("method squeeze picks pixels while decoding and cannot rotate");
     return vxpy::Thumbnail(options);
@@ -170,9 +171,10 @@ PYBIND11_MODULE(_vandrel, m) {
           "compression"_a = py::none(), "progressive"_a = false, "subsample"_a = py::none(),
           "depth"_a = py::none(), "colorspace"_a = py::none(), "rotate"_a = 0.0,
           "background"_a = "000000", "alpha"_a = py::none(), "strip"_a = false,
-          "no_rotate"_a = false, "fail_on_warning"_a = false,
+          "no_rotate"_a = false, "fail_on_warning"_a = false, "shrink_on_load"_a = true,
           "Does what `vandrel convert SRC DST --width W ...` does for one file: turned upright "
-          "from its Exif orientation (unless no_rotate), metadata carried (unless strip). "
+          "from its Exif orientation (unless no_rotate), metadata carried (unless strip), JPEG "
+          "reductions decoded at a reduced scale first (unless shrink_on_load=False). "
           "Answers 1, or the warning code of a conversion that went through.");
     m.def("plugin_folder", &vxpy::PlugInFolder, "The plug-in folder in force.");
     m.def(

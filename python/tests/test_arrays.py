@@ -125,6 +125,7 @@ def test_thumbnail_writes_the_tools_file(tool, tmp_path):
     ("orientation/landscape_6.jpg", {"no_rotate": True, "strip": True}, ["--no-rotate", "--strip"]),
     ("Canon_40D.jpg", {"progressive": True, "subsample": 444, "quality": 90},
      ["--progressive", "--subsample", "444", "--quality", "90"]),
+    ("Canon_40D.jpg", {"shrink_on_load": False}, ["--no-shrink-on-load"]),
 ])
 def test_thumbnail_follows_the_tools_options(tool, corpus, tmp_path, name, ours, theirs):
     source = corpus / "exif" / "jpg" / name
