@@ -61,7 +61,7 @@ build_target() {
 }
 
 # Every test program must pass unmutated, or the verdicts mean nothing.
-declare -A baseline_ok
+declare -A baseline_ok used_targets
 results=()
 while IFS=$'\n' read -r line <&3; do
   [[ -z "$line" || "$line" == \#* ]] && continue
@@ -78,6 +78,7 @@ while IFS=$'\n' read -r line <&3; do
       exit 1
     fi
   fi
+  used_targets[$target]=1
   current_file=$file
   start=$SECONDS
   if ! apply_mutant "$file" "$original" "$mutated"; then
@@ -95,8 +96,6 @@ while IFS=$'\n' read -r line <&3; do
   results+=("$subsystem $verdict")
 done 3<"$list"
 
-# Leave the build tree matching the unmutated sources.
-cmake --build "$build" -j2 >/dev/null 2>&1
 
 echo
 printf '%-10s %7s %9s %6s %13s\n' subsystem killed survived stale build-failed
@@ -106,3 +105,8 @@ printf '%s\n' "${results[@]}" | awk '
     for (s in n) printf "%-10s %7d %9d %6d %13d\n", s, c[s, "killed"], c[s, "survived"], c[s, "stale"], c[s, "build-failed"]
     printf "%-10s %7d %9d %6d %13d\n", "total", t["killed"], t["survived"], t["stale"], t["build-failed"]
   }' | sort -k1,1 | awk '$1 != "total"; $1 == "total" { last = $0 } END { print last }'
+
+# Leave the programs matching the unmutated sources.
+for target in "${!used_targets[@]}"; do
+  build_target "$target" "$log_dir/restore-$target.log"
+done
