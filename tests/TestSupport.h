@@ -1,5 +1,5 @@
-// Helpers shared by the test suites: scratch folders that clean up after themselves and the
-// location of the real-world test corpus.
+// Helpers shared by the test suites: scratch folders that clean up after themselves, the
+// location of the real-world test corpus and the reading of its manifests.
 #ifndef VANDREL_TESTS_TESTSUPPORT_H
 #define VANDREL_TESTS_TESTSUPPORT_H
 
@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -59,6 +61,29 @@ inline std::string TestDataDir() {
     std::string dir = (env && *env) ? env : VANDREL_TESTDATA_DIR;
     struct stat st;
     return (::stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) ? dir : std::string();
+}
+
+// Rows of a tab-separated manifest, the first row naming the columns.
+inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::string& path) {
+    std::istringstream in(ReadFile(path));
+    std::vector<std::string> header;
+    std::vector<std::map<std::string, std::string>> rows;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty()) continue;
+        std::vector<std::string> cells;
+        std::istringstream fields(line);
+        for (std::string cell; std::getline(fields, cell, '\t');)
+            cells.push_back(cell);
+        if (header.empty()) {
+            header = cells;
+            continue;
+        }
+        std::map<std::string, std::string> row;
+        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
+            row[header[i]] = cells[i];
+        rows.push_back(row);
+    }
+    return rows;
 }
 
 }  // namespace vxtest

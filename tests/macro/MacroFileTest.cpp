@@ -1,7 +1,6 @@
 // The macro over the real image-file service and codec plug-ins: PNM files decoded into
-// containers (plain and squeezed), sources that can and cannot seek, containers encoded
-// to files, file-to-file resizing, an alpha plane carried through PNG both ways, and squeezing
-// from every codec, and rotation from a file into a container and into another file.
+// containers and encoded back, an alpha plane carried through PNG both ways, squeezing from
+// every codec, and rotation from a file into a container and into another file.
 #include <gtest/gtest.h>
 
 #include "FakePlugInSupport.h"
@@ -16,12 +15,9 @@ class MacroFileTest : public ::testing::Test {
 protected:
     void SetUp() override {
         service = MakeService(VANDREL_PLUGIN_DIR);
-        service->AddPlugInPath(FakePlugInPath("lines").c_str());
         image = MemImage::Make(20, 15);
         ppm = dir.file("in.ppm");
         WriteFile(ppm, PpmOf(image));
-        WriteFile(dir.file("a.seek"), "");
-        WriteFile(dir.file("a.noseek"), "");
         macro = NewMacro(service.get(), &callback);
     }
 
@@ -44,45 +40,6 @@ TEST_F(MacroFileTest, APpmDecodesIntoAContainerAndEncodesBackByteForByte) {
     const std::string out = dir.file("out.ppm");
     ASSERT_EQ(macro->SetImage(out.c_str(), "PPM", dst.get(), nullptr), 1);
     EXPECT_EQ(ReadFile(out), PpmOf(image));
-}
-
-TEST_F(MacroFileTest, SqueezeReadsTheSameFromSeekingAndNonSeekingSources) {
-    CURequest request;
-    request.info.lWidth = 5;
-    request.info.lHeight = 4;
-    request.strResizeMethod = "Squeeze";
-    for (const char* name : {"a.seek", "a.noseek"}) {
-        ContainerPtr dst = NewContainer();
-        ASSERT_EQ(macro->GetImage(dir.file(name).c_str(), request, dst.get(), nullptr), 1) << name;
-        CUImageInfo info;
-        dst->GetImageInfo(info);
-        ASSERT_EQ(info.lWidth, 5);
-        ASSERT_EQ(info.lHeight, 4);
-        // Both 16 x 12 stand-ins show the pattern: pixels truncate(x * 16 / 5) of lines
-        // truncate(y * 12 / 4).
-        for (int32_t y = 0; y < 4; ++y) {
-            const std::vector<unsigned char> line = LineOf(dst.get(), y);
-            for (int32_t x = 0; x < 5; ++x)
-                EXPECT_EQ(line[size_t(3 * x + 1)],
-                          MemImage::Sample(int32_t(x * (16.0 / 5)), 3 * y, 1))
-                    << name << " " << x << "," << y;
-        }
-    }
-}
-
-TEST_F(MacroFileTest, FileToFileResizesInEitherDirection) {
-    for (auto size : {std::make_pair(40, 30), std::make_pair(10, 5), std::make_pair(10, 30)}) {
-        CURequest request;
-        request.info.lWidth = size.first;
-        request.info.lHeight = size.second;
-        request.strFormatName = "PPM";
-        const std::string out = dir.file("sized.ppm");
-        ASSERT_EQ(macro->SetImage(ppm.c_str(), out.c_str(), request), 1) << size.first;
-        CUImageFileStatus status;
-        ASSERT_EQ(service->GetFileStatus(out.c_str(), &status), 1);
-        EXPECT_EQ(status.info.lWidth, size.first);
-        EXPECT_EQ(status.info.lHeight, size.second);
-    }
 }
 
 TEST_F(MacroFileTest, AnAlphaPlaneTravelsThroughPngBothWays) {

@@ -180,8 +180,9 @@ TEST_F(MacroPortTest, AlphaPlanesMustBeEightBitsAndTheImagesSize) {
     ContainerPtr deep = ContainerOf(MemImage::Make(8, 6, 16));
     EXPECT_EQ(Draw(port.get(), all, all, deep.get()), int32_t(0xE47F0008));
     EXPECT_EQ(Draw(port.get(), {0, 0, 4, 4}, {0, 0, 2, 2}, deep.get()), int32_t(0xE47F0008));
-    ContainerPtr narrow = ContainerOf(MemImage::Make(4, 6, 8));
-    EXPECT_EQ(Draw(port.get(), all, all, narrow.get()), kVxErrMacroUnsupported);
+    for (const ContainerPtr& wrongSize :
+         {ContainerOf(MemImage::Make(4, 6, 8)), ContainerOf(MemImage::Make(8, 4, 8))})
+        EXPECT_EQ(Draw(port.get(), all, all, wrongSize.get()), kVxErrMacroUnsupported);
     EXPECT_TRUE(IsUntouched(port.get()));
 
     // A plane that holds no image is no plane: the pixels keep the image's first byte.

@@ -7,67 +7,17 @@
 #include <utility>
 #include <vector>
 
+#include "metadata/MapTagDB.h"
 #include "vandrel/Variant.h"
 
 namespace {
+
+using vxtest::MapTagDB;
 
 constexpr int32_t kApp2 = kVxTagGroupApp2;
 constexpr int32_t kIfd0 = kVxTagGroupIfd0;
 constexpr int32_t kExif = kVxTagGroupExif;
 constexpr int32_t kInterop = kVxTagGroupInterop;
-
-// A tag database held in a map, as a codec plug-in would serve one; the count of a group can
-// be forced to something other than the number of its values.
-class FakeTagDB : public IUTagDB {
-public:
-    void Delete() override {}
-    int32_t Load(const char*) override { return 1; }
-    int32_t GetTagValue(int32_t group, int32_t tag, CUtilVariant& value) override {
-        auto it = m_values.find({group, tag});
-        if (it == m_values.end()) return 0;
-        value = it->second;
-        return 1;
-    }
-    int32_t SetTagValue(int32_t group, int32_t tag, const CUtilVariant& value) override {
-        m_values[{group, tag}] = value;
-        return 1;
-    }
-    int32_t RemoveTag(int32_t group, int32_t tag) override {
-        return int32_t(m_values.erase({group, tag}));
-    }
-    int32_t GetTagId(int32_t, int32_t) override { return 0; }
-    void Clear() override { m_values.clear(); }
-    int32_t GetGroupCount() override { return 0; }
-    int32_t GetTagCount(int32_t group) override {
-        auto forced = m_forcedCounts.find(group);
-        if (forced != m_forcedCounts.end()) return forced->second;
-        int32_t n = 0;
-        for (const auto& entry : m_values)
-            n += entry.first.first == group;
-        return n;
-    }
-
-    void set(int32_t group, int32_t tag, CUtilVariant::Type type, const std::string& bytes,
-             uint32_t count) {
-        CUtilVariant v;
-        v.set(type, bytes.data(), count);
-        SetTagValue(group, tag, v);
-    }
-    void text(int32_t group, int32_t tag, const std::string& s) {
-        set(group, tag, CUtilVariant::kAscii, s, uint32_t(s.size()));
-    }
-    void shortValue(int32_t group, int32_t tag, uint16_t value) {
-        set(group, tag, CUtilVariant::kShort, std::string(reinterpret_cast<char*>(&value), 2), 1);
-    }
-    void addApp2(const std::string& segment) {
-        set(kApp2, GetTagCount(kApp2), CUtilVariant::kUndefined, segment, uint32_t(segment.size()));
-    }
-    void forceCount(int32_t group, int32_t count) { m_forcedCounts[group] = count; }
-
-private:
-    std::map<std::pair<int32_t, int32_t>, CUtilVariant> m_values;
-    std::map<int32_t, int32_t> m_forcedCounts;
-};
 
 // An APP2 value: segment length, identifier, sequence number, piece count, payload; `total`
 // bytes in all.
@@ -77,7 +27,7 @@ std::string IccSegment(size_t total, char fill, int sequence = 1, int pieces = 1
 }
 
 TEST(JfifIccProfile, PiecesAreJoinedInIndexOrderWithoutTheirHeads) {
-    FakeTagDB db;
+    MapTagDB db;
     db.addApp2(IccSegment(60000, 'a', 1, 2));
     db.addApp2(IccSegment(1000, 'b', 2, 2));
     EXPECT_EQ(GetJfifICCProfile(&db, nullptr), 60968);
@@ -111,7 +61,7 @@ TEST(JfifIccProfile, MeasuresTheProfile) {
         {"low 16 bits of the count zero", {IccSegment(100, 'x')}, 0x10000, 0},
     };
     for (const auto& c : cases) {
-        FakeTagDB db;
+        MapTagDB db;
         for (const std::string& s : c.segments)
             db.addApp2(s);
         if (c.forcedCount != -2) db.forceCount(kApp2, c.forcedCount);
@@ -120,7 +70,7 @@ TEST(JfifIccProfile, MeasuresTheProfile) {
 }
 
 TEST(TiffIccProfile, SizeIsElementSizeTimesCountAndTheBytesAreCopied) {
-    FakeTagDB db;
+    MapTagDB db;
     EXPECT_EQ(GetTiffICCProfile(&db, nullptr), 0);
 
     const std::string profile = "0123456789abcdef";
@@ -141,7 +91,7 @@ TEST(TiffIccProfile, SizeIsElementSizeTimesCountAndTheBytesAreCopied) {
 TEST(ExifSrgb, DeclaredOnlyByInteropIndexOrColourSpace) {
     const struct {
         const char* what;
-        void (*fill)(FakeTagDB&);
+        void (*fill)(MapTagDB&);
         int32_t expected;
     } cases[] = {
         {"nothing", [](auto&) {}, 0},
@@ -170,7 +120,7 @@ TEST(ExifSrgb, DeclaredOnlyByInteropIndexOrColourSpace) {
         {"colour space 1 in IFD0", [](auto& d) { d.shortValue(kIfd0, 0xA001, 1); }, 0},
     };
     for (const auto& c : cases) {
-        FakeTagDB db;
+        MapTagDB db;
         c.fill(db);
         EXPECT_EQ(IsEXIFsRGB(&db), c.expected) << c.what;
     }

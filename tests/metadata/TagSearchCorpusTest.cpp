@@ -24,28 +24,6 @@ constexpr const char* kAbsent = "-";
 
 using Row = std::map<std::string, std::string>;
 
-std::vector<Row> ReadManifest(const std::string& path) {
-    std::ifstream in(path);
-    std::string line;
-    std::vector<std::string> header;
-    std::vector<Row> rows;
-    while (std::getline(in, line)) {
-        std::vector<std::string> cells;
-        std::stringstream split(line);
-        for (std::string cell; std::getline(split, cell, '\t');)
-            cells.push_back(cell);
-        if (header.empty()) {
-            header = cells;
-            continue;
-        }
-        Row row;
-        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
-            row[header[i]] = cells[i];
-        rows.push_back(row);
-    }
-    return rows;
-}
-
 // The manifest's way of writing a value: numbers in decimal, text up to its first zero.
 std::string Render(const CUtilVariant& v) {
     if (v.type() == CUtilVariant::kEmpty) return kAbsent;
@@ -58,7 +36,7 @@ protected:
     void SetUp() override {
         m_root = vxtest::TestDataDir();
         if (m_root.empty()) GTEST_SKIP() << "no test corpus";
-        m_rows = ReadManifest(m_root + "/tags.tsv");
+        m_rows = vxtest::ReadManifest(m_root + "/tags.tsv");
         ASSERT_FALSE(m_rows.empty());
     }
     std::string m_root;

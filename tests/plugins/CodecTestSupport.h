@@ -26,52 +26,6 @@
 
 namespace vxtest {
 
-// MD5 (RFC 1321), enough to compare with md5sum output.
-inline std::string Md5Hex(const std::vector<unsigned char>& data) {
-    static const int kShift[4][4] = {
-        {7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
-    uint32_t k[64];
-    for (int i = 0; i < 64; ++i)
-        k[i] = uint32_t(std::floor(std::fabs(std::sin(double(i + 1))) * 4294967296.0));
-    std::vector<unsigned char> msg(data);
-    msg.push_back(0x80);
-    while (msg.size() % 64 != 56)
-        msg.push_back(0);
-    for (int i = 0; i < 8; ++i)
-        msg.push_back(static_cast<unsigned char>((uint64_t(data.size()) * 8) >> (8 * i)));
-    uint32_t h[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
-    for (size_t off = 0; off < msg.size(); off += 64) {
-        uint32_t w[16], v[4] = {h[0], h[1], h[2], h[3]};
-        for (int i = 0; i < 16; ++i)
-            w[i] = uint32_t(msg[off + 4 * i]) | uint32_t(msg[off + 4 * i + 1]) << 8 |
-                   uint32_t(msg[off + 4 * i + 2]) << 16 | uint32_t(msg[off + 4 * i + 3]) << 24;
-        for (int i = 0; i < 64; ++i) {
-            const int round = i / 16;
-            const uint32_t b = v[1], c = v[2], d = v[3];
-            const uint32_t f = round == 0   ? (b & c) | (~b & d)
-                               : round == 1 ? (d & b) | (~d & c)
-                               : round == 2 ? b ^ c ^ d
-                                            : c ^ (b | ~d);
-            const int g = round == 0   ? i
-                          : round == 1 ? (5 * i + 1) % 16
-                          : round == 2 ? (3 * i + 5) % 16
-                                       : 7 * i % 16;
-            const uint32_t x = v[0] + f + k[i] + w[g];
-            const int s = kShift[round][i % 4];
-            v[0] = d;
-            v[3] = c;
-            v[2] = b;
-            v[1] = b + (x << s | x >> (32 - s));
-        }
-        for (int j = 0; j < 4; ++j)
-            h[j] += v[j];
-    }
-    char hex[33];
-    for (int i = 0; i < 16; ++i)
-        std::snprintf(hex + 2 * i, 3, "%02x", (h[i / 4] >> (8 * (i % 4))) & 0xff);
-    return std::string(hex, 32);
-}
-
 // --- Loading the modules. ---
 
 // The prototype of one codec module, loaded once per test program. The prototypes die through
@@ -396,29 +350,6 @@ inline std::vector<unsigned char> ManifestSamples(const std::vector<unsigned cha
                        alpha.begin() + long((i + 1) * bytes));
     }
     return out;
-}
-
-// Rows of a tab-separated manifest, the first row naming the columns.
-inline std::vector<std::map<std::string, std::string>> ReadManifest(const std::string& path) {
-    std::istringstream in(ReadFile(path));
-    std::vector<std::string> header;
-    std::vector<std::map<std::string, std::string>> rows;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty()) continue;
-        std::vector<std::string> cells;
-        std::istringstream fields(line);
-        for (std::string cell; std::getline(fields, cell, '\t');)
-            cells.push_back(cell);
-        if (header.empty()) {
-            header = cells;
-            continue;
-        }
-        std::map<std::string, std::string> row;
-        for (size_t i = 0; i < header.size() && i < cells.size(); ++i)
-            row[header[i]] = cells[i];
-        rows.push_back(row);
-    }
-    return rows;
 }
 
 // Builds a TIFF block by hand (header, directories, values) in either byte order, so tests can

@@ -189,37 +189,6 @@ TEST_P(PixelConvertTest, DitherEntryFollowsPixelAndLine) {
     }
 }
 
-// Every 8-bit colour, in lines whose lengths leave tails for the portable kernel.
-TEST_P(PixelConvertTest, EightBitColourConvertersMatchTheModelForEveryColour) {
-    const int kLine = 4093;
-    std::vector<uint8_t> in(3 * kLine), got(4 * kLine), want(4 * kLine);
-    std::vector<uint16_t> got16(3 * kLine), want16(3 * kLine);
-    for (uint32_t first = 0; first < (1u << 24); first += kLine) {
-        int n = int(std::min<uint32_t>(kLine, (1u << 24) - first));
-        for (int i = 0; i < n; ++i) {
-            uint32_t c = first + uint32_t(i);
-            in[3 * i] = uint8_t(c >> 16), in[3 * i + 1] = uint8_t(c >> 8),
-                   in[3 * i + 2] = uint8_t(c);
-        }
-        const size_t b3 = size_t(3) * n, b4 = size_t(4) * n;
-        Pc::ConvertRgbToYcc(in.data(), got.data(), n);
-        model::ColourLine(in.data(), want.data(), n, 0, true, model::Out::k8);
-        ASSERT_EQ(0, std::memcmp(got.data(), want.data(), b3)) << "RGB to YCC from " << first;
-        Pc::ConvertYccToRgb(in.data(), got.data(), n);
-        model::ColourLine(in.data(), want.data(), n, 0, false, model::Out::k8);
-        ASSERT_EQ(0, std::memcmp(got.data(), want.data(), b3)) << "YCC to RGB from " << first;
-        Pc::ConvertYccToNative(got.data(), in.data(), n);
-        model::ColourLine(in.data(), want.data(), n, 0, false, model::Out::kNative);
-        ASSERT_EQ(0, std::memcmp(got.data(), want.data(), b4)) << "YCC to native from " << first;
-        Pc::ConvertRgb8ToYcc16(in.data(), got16.data(), n);
-        model::ColourLine(in.data(), want16.data(), n, 0, true, model::Out::k16);
-        ASSERT_EQ(0, std::memcmp(got16.data(), want16.data(), 2 * b3)) << "to YCC16 " << first;
-        Pc::ConvertYcc8ToRgb16(in.data(), got16.data(), n);
-        model::ColourLine(in.data(), want16.data(), n, 0, false, model::Out::k16);
-        ASSERT_EQ(0, std::memcmp(got16.data(), want16.data(), 2 * b3)) << "to RGB16 " << first;
-    }
-}
-
 // One converter run against its model on a line of n pixels; in and out have slack after the
 // line, and bytes there must stay as they were.
 struct Converter {
@@ -420,22 +389,6 @@ TEST_P(PixelConvertTest, PublicOperationsAnswerAsDocumented) {
         EXPECT_EQ(c.call(), c.expected) << c.what;
         EXPECT_EQ(dst != untouched, c.writes) << c.what;
     }
-}
-
-TEST_P(PixelConvertTest, DepthConvertersIgnoreMissingBuffers) {
-    uint8_t b8[48] = {};
-    uint16_t b16[48] = {};
-    EXPECT_EQ(Pc::Convert8To16(nullptr, b16, 16), kVxOk);
-    EXPECT_EQ(Pc::Convert16To8(b16, nullptr, 16, 3, 0), kVxOk);
-    EXPECT_EQ(Pc::ConvertRgb8ToYcc16(b8, nullptr, 16), kVxOk);
-    EXPECT_EQ(Pc::ConvertRgb16ToYcc8(nullptr, b8, 16, 0), kVxOk);
-    EXPECT_EQ(Pc::ConvertYcc8ToRgb16(nullptr, b16, 16), kVxOk);
-    EXPECT_EQ(Pc::ConvertYcc16ToRgb8(b16, nullptr, 16, 0), kVxOk);
-    EXPECT_EQ(Pc::Convert8To16(b8, b16, -5), kVxOk);
-    EXPECT_EQ(Pc::ConvertYccToRgb(b8, b8, Info(-3, 24, "YCC")), kVxOk);
-    EXPECT_EQ(Pc::ConvertDepthAndSpace(nullptr), kVxNo);
-    for (uint16_t v : b16)
-        EXPECT_EQ(v, 0);
 }
 
 // A handle's line buffers pointing at test-owned storage (so nothing is freed behind them).

@@ -1,5 +1,5 @@
-// A service over the recording stand-in codec, with the recorder at hand, and the reference
-// arithmetic of the line converters that the expectations are computed with.
+// A service over the recording stand-in codec, with the recorder at hand. Expected conversions
+// come from the line converters themselves, which their own suite checks against a model.
 #ifndef VANDREL_TESTS_SERVICE_RECORDINGSERVICE_H
 #define VANDREL_TESTS_SERVICE_RECORDINGSERVICE_H
 
@@ -13,6 +13,7 @@
 #include "FakePlugInSupport.h"
 #include "TestSupport.h"
 #include "plugins/fake/RecordingPlugIn.h"
+#include "service/PixelConvert.h"
 
 namespace vxtest {
 
@@ -95,25 +96,6 @@ inline std::vector<uint16_t> Words(const unsigned char* bytes, size_t count) {
     std::memcpy(words.data(), bytes, count * 2);
     return words;
 }
-
-// Reference arithmetic: fixed point with scale 1024, ordered dither for 16 -> 8 bits.
-namespace ref {
-
-inline int Dither(int32_t line, int32_t pixel) {
-    static const int kTable[3][4] = {{0, 128, 32, 160}, {192, 64, 224, 96}, {48, 176, 16, 144}};
-    return kTable[line % 3][pixel & 3];
-}
-inline int Reduce(int v, int32_t line, int32_t pixel) {
-    return std::min((v + Dither(line, pixel)) >> 8, 255);
-}
-// RGB to YCC with the chroma offset of the sample width (128 or 32768).
-inline void RgbToYcc(const int rgb[3], int offset, int ycc[3]) {
-    ycc[0] = (306 * rgb[0] + 601 * rgb[1] + 117 * rgb[2]) >> 10;
-    ycc[1] = ((-173 * rgb[0] - 339 * rgb[1] + 512 * rgb[2]) >> 10) + offset;
-    ycc[2] = ((512 * rgb[0] - 429 * rgb[1] - 83 * rgb[2]) >> 10) + offset;
-}
-
-}  // namespace ref
 
 }  // namespace vxtest
 
