@@ -4,6 +4,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 config="${1:-release}"
 jobs="$(nproc 2>/dev/null || echo 2)"
+# ccache (when installed) hashes paths relative to the checkout's parent folder, so clones in
+# other places and the two configurations share compiled objects.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(cd .. && pwd)}"
 target=()
 case "$config" in
   release) dir=build/release; flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
