@@ -2,8 +2,6 @@
 // the plug-in folder, compared with the hashes and tag values external tools recorded.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "CodecTestSupport.h"
 #include "metadata/ColorMetadata.h"
 #include "vandrel/TagDB.h"
@@ -13,18 +11,6 @@ namespace vxtest {
 namespace {
 
 using Row = std::map<std::string, std::string>;
-
-// The manifest's hashes are md5sum's; the tool itself computes ours.
-std::string Md5Hex(const std::vector<unsigned char>& data) {
-    ScratchDir scratch;
-    WriteFile(scratch.file("bytes"), std::string(data.begin(), data.end()));
-    FILE* pipe = ::popen(("md5sum '" + scratch.file("bytes") + "'").c_str(), "r");
-    char hex[33] = {};
-    if (pipe == nullptr) return hex;
-    const size_t got = std::fread(hex, 1, 32, pipe);
-    ::pclose(pipe);
-    return std::string(hex, got);
-}
 
 class CodecServiceCorpus : public ::testing::Test {
 protected:

@@ -1,6 +1,6 @@
 // Drives the codec modules the way the service does: loaded with dlopen from the plug-in folder,
 // asked for an instance, given a file, a request and the status, then read or written line by
-// line. Also a compact MD5 for comparing decoded samples with the corpus manifests.
+// line. Also the MD5 of decoded samples, for the corpus manifests.
 #ifndef VANDREL_TESTS_CODECTESTSUPPORT_H
 #define VANDREL_TESTS_CODECTESTSUPPORT_H
 
@@ -442,6 +442,18 @@ private:
     bool m_bigEndian;
     std::vector<std::vector<Entry>> m_dirs;
 };
+
+// The MD5 of some bytes as md5sum prints it, for the corpus manifests (made by md5sum).
+inline std::string Md5Hex(const std::vector<unsigned char>& data) {
+    ScratchDir scratch;
+    WriteFile(scratch.file("bytes"), std::string(data.begin(), data.end()));
+    FILE* pipe = ::popen(("md5sum '" + scratch.file("bytes") + "'").c_str(), "r");
+    char hex[33] = {};
+    if (pipe == nullptr) return hex;
+    const size_t got = std::fread(hex, 1, 32, pipe);
+    ::pclose(pipe);
+    return std::string(hex, got);
+}
 
 }  // namespace vxtest
 
