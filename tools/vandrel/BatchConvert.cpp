@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <memory>
+#include <numeric>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "BatchLog.h"
 #include "Commands.h"
@@ -66,6 +69,29 @@ std::string Summary(size_t failed, size_t total, const std::vector<std::string>&
     if (names.size() > kNamedFailures) out << " ...";
     out << "\n";
     return out.str();
+}
+
+// With several workers, the biggest files start first, so the batch does not end with one
+// worker still busy on a large file while the others idle. Standard input counts as large.
+std::vector<size_t> LargestFirst(const std::vector<std::string>& inputs) {
+    std::vector<std::pair<int64_t, size_t>> sized;
+    for (size_t i = 0; i < inputs.size(); ++i) {
+        struct stat st;
+        const bool known = inputs[i] != "-" && ::stat(inputs[i].c_str(), &st) == 0;
+        sized.emplace_back(known ? int64_t(st.st_size) : INT64_MAX, i);
+    }
+    std::stable_sort(sized.begin(), sized.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::vector<size_t> order;
+    for (const auto& entry : sized)
+        order.push_back(entry.second);
+    return order;
+}
+
+std::vector<size_t> InputOrder(size_t total) {
+    std::vector<size_t> order(total);
+    std::iota(order.begin(), order.end(), size_t(0));
+    return order;
 }
 
 // Checks the whole batch before any work: names, the single standard input, clashes.
@@ -167,21 +193,19 @@ int RunBatch(const std::string& plugInFolder, const CConvertOptions& options,
     const size_t total = batch.inputs.size();
     const int wanted = batch.jobs > 0 ? batch.jobs : OnlineCpus();
     const size_t count = std::min({size_t(wanted), total, size_t(CInterruptGuard::kMostWatchers)});
-    std::vector<std::unique_ptr<Worker>> workers;
-    for (size_t i = 0; i < count; ++i) {
-        std::unique_ptr<Worker> worker(new Worker(plugInFolder));
-        if (worker->service.HasPlugIns()) workers.push_back(std::move(worker));
-    }
-    if (workers.empty()) {
+    std::unique_ptr<Worker> first(new Worker(plugInFolder));
+    if (!first->service.HasPlugIns()) {
         ReportError(err, plugInFolder, kVxErrNoPlugIn, "no plug-ins found in this folder");
         return kExitFailure;
     }
 
     CBatchLog log(err, total, batch.progress && ::isatty(STDERR_FILENO) == 1);
+    const std::vector<size_t> order = count > 1 ? LargestFirst(batch.inputs) : InputOrder(total);
     std::atomic<size_t> next{0};
     std::vector<int32_t> results(total, kVxErrCancelled);
     auto work = [&](Worker* worker) {
-        for (size_t i = next++; i < total && !CInterruptGuard::Requested(); i = next++) {
+        for (size_t n = next++; n < total && !CInterruptGuard::Requested(); n = next++) {
+            const size_t i = order[n];
             CConvertOptions one = options;
             one.input = batch.inputs[i] == "-" ? input.path() : batch.inputs[i];
             one.output = outputs[i];
@@ -190,14 +214,19 @@ int RunBatch(const std::string& plugInFolder, const CConvertOptions& options,
             log.Report(lines, results[i] != kVxErrCancelled);
         }
     };
+    // The other workers load their plug-ins on their own threads, so setting up N workers costs
+    // the time of one.
     std::vector<std::thread> threads;
-    for (size_t i = 1; i < workers.size(); ++i)
-        threads.emplace_back(work, workers[i].get());
-    work(workers[0].get());
+    for (size_t i = 1; i < count; ++i)
+        threads.emplace_back([&] {
+            Worker own(plugInFolder);
+            if (own.service.HasPlugIns()) work(&own);
+        });
+    work(first.get());
     for (std::thread& t : threads)
         t.join();
     log.Close();
-    workers.clear();
+    first.reset();
 
     std::vector<std::string> failed;
     size_t written = 0;
